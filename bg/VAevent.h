@@ -1,0 +1,54 @@
+// The event dispatcher: routes every tapped event by type to its handler and returns the
+// handler's answer (the event to pass on, possibly rewritten, or null to swallow it); runs
+// the VA events queued onto the event thread; holds the small mode starters.
+#pragma once
+
+#include <cstdint>
+
+#include "VAux.h"
+#include "bgprefs.h"
+#include "platform/api/events.h"
+
+// Every event the agent synthesises carries this source user data (field 42). An event is
+// the agent's own when its user data masked with kAgentEventTagMask equals kAgentEventTag.
+inline constexpr int64_t kAgentEventTag = 0xA9FF0001;
+inline constexpr int64_t kAgentEventPassTag = 0xA9FF0002;  // passes untouched
+inline constexpr int64_t kAgentEventTagMask = 0xFFFF000F;
+
+class VAevent {
+ public:
+  // `bars` is the event thread's private copy (null for key events on the main thread);
+  // `window` is always null. Neither is read here: the handlers find what they need.
+  static port::CGEventRef eventForEvent_bars_window(port::CGEventRef event, const Bars* bars,
+                                                    void* window);
+  static void handleVAEvent(int kind);
+};
+
+port::CGEventRef handleMMoved_event_cgEvent(port::NSEventRef event, port::CGEventRef cgEvent);
+
+// Swallows every tapped event for the next `seconds` (after a grab launches a coast, so the
+// release's stray events do not stop it at once).
+void event_ignoreCoastStopEventsForDelay(double seconds);
+port::CGPoint event_lastLocation();
+void event_initPrefs();
+// Whether a running mode needs mouse-moved events.
+bool event_needMmovedTap();
+
+void stopAllScrolling();
+void startAutoScroll();
+void startAutoScrollUp();
+void startGrabScroll();
+void startVectorScroll();
+
+struct VAeventStatics {
+  PrefsRecord* prefs = nullptr;
+  double sCoastStopEventsIgnoredUntil = 0;
+  port::CGPoint sLastUnflippedEventLocation;
+  double sCoastEventsCancelledUntil = 0;
+  port::CGEventRef sCopiedMdownToDelay = nullptr;
+  double sSuppressDelayMdownTime = 0;
+  uint8_t sIsLastMdownInHoverZone = 0;
+};
+
+VAeventStatics& VAevent_statics();
+void VAevent_reset();

@@ -1,0 +1,128 @@
+// The agent's run-time mode: process-wide flags and small values, each read with
+// state_<name> and set with state_set<Name>. Plain values without a lock; most belong to
+// the event thread, a few to the run timer on the main thread.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "VAutils.h"
+
+using BidRef = std::shared_ptr<const std::string>;  // null when there is none
+
+bool state_quitting();
+bool state_isMultiTouch();
+void state_setIsMultiTouch(bool v);
+bool state_doingWheel();
+void state_setDoingWheel(bool v);
+bool state_doingCoast();
+void state_setDoingCoast(bool v);
+bool state_postingMomentum();
+void state_setPostingMomentum(bool v);
+int32_t state_curMomentumPhase();
+void state_setCurMomentumPhase(int32_t v);
+bool state_repostWheelEventsUntilMomentumEnd();
+void state_setRepostWheelEventsUntilMomentumEnd(bool v);
+bool state_doingGrab();
+void state_setDoingGrab(bool v);
+bool state_doingGrabWOMoving();
+void state_setDoingGrabWOMoving(bool v);
+bool state_doingGrabWScrollKey();
+void state_setDoingGrabWScrollKey(bool v);
+bool state_doingGrabWHotKeyAndButton();
+void state_setDoingGrabWHotKeyAndButton(bool v);
+bool state_doingGrabWHotKeyOnly();
+void state_setDoingGrabWHotKeyOnly(bool v);
+bool state_doingGrabWToggle();
+void state_setDoingGrabWToggle(bool v);
+bool state_doingGrabWurl();
+void state_setDoingGrabWurl(bool v);
+bool state_interceptNextKeypress();
+void state_setInterceptNextKeypress(bool v);
+bool state_nextMoveResumesTimer();
+void state_setNextMoveResumesTimer(bool v);
+bool state_doingVector();
+void state_setDoingVector(bool v);
+bool state_doingVectorWurl();
+void state_setDoingVectorWurl(bool v);
+int32_t state_coastStartedBy();  // 1 grab, 2 wheel or trackpad, 3 keys
+void state_setCoastStartedBy(int32_t v);
+bool state_draggingHoverZone();
+void state_setDraggingHoverZone(bool v);
+bool state_forcingZonesVisible();
+void state_forceZonesVisible(bool v);
+bool state_doingHover();
+void state_setDoingHover(bool v);
+bool state_canHoverCurFrontWindow();
+void state_setCanHoverCurFrontWindow(bool v);
+bool state_doingAutoScroll();
+void state_setDoingAutoScroll(bool v);
+void state_setDoingAutoScrollWurl(bool v);
+bool state_hoverFaster();
+void state_setHoverFaster(bool v);
+int32_t state_hoverSpeedTweak();
+void state_setHoverSpeedTweak(int32_t v);
+int32_t state_lastAutoScrollSpeedTweak();
+bool state_hoverReverse();
+void state_setHoverReverse(bool v);
+bool state_AXdisabled();
+void state_setAXdisabled(bool v);
+bool state_forceOff();
+bool state_cursorOverDockGrid();
+void state_setCursorOverDockGrid(bool v);
+
+// Copies the stored window rectangle into *rect (always) and answers whether a window is
+// under the cursor.
+bool state_haveCurWindow_rectPtr(IRect* rect);
+void state_setHaveCurWindow_rect(bool have, IRect rect);
+
+// The caller may keep the returned reference past a later change.
+BidRef state_currentAppBid();
+void state_setCurrentAppBid(BidRef bid);
+
+// Whether hover scrolling may run now: nothing else owns the scrolling and the window under
+// the cursor may be hover-scrolled.
+bool state_canHover();
+
+struct VAstateStatics {
+  bool sQuitting = false;
+  bool sIsMultiTouch = false;
+  bool sDoingWheel = false;
+  bool sDoingCoast = false;
+  bool sPostingMomentum = false;
+  int32_t sCurMomentumPhase = 0;
+  bool sRepost = false;
+  bool sDoingGrab = false;
+  bool sDoingGrabWOMoving = false;
+  bool sDoingGrabWScrollKey = false;
+  bool sDoingGrabWHotKeyAndButton = false;
+  bool sDoingGrabWHotKeyOnly = false;
+  bool sDoingGrabWToggle = false;
+  bool sDoingGrabWurl = false;
+  bool sInterceptNextKeypress = false;
+  bool sNextMoveResumesTimer = false;
+  bool sDoingVector = false;
+  bool sDoingVectorWurl = false;
+  int32_t sFeatureStartedCoast = 0;
+  bool sDraggingHoverZone = false;
+  bool sForcingZonesVisible = false;
+  bool sDoingHover = false;
+  bool sCanHoverCurFrontWindow = false;
+  bool sDoingAutoScroll = false;
+  bool sDoingAutoScrollWurl = false;
+  bool sHoverFaster = false;
+  int32_t sHoverSpeedTweak = 0;
+  int32_t sLastAutoScrollSpeedTweak = 0;
+  bool sHoverReverse = false;
+  bool sAXdisabled = false;
+  bool sForceOff = false;
+  bool sHaveCurWindow = false;
+  IRect sCurWRect;
+  BidRef sCurBid;
+  bool sCursorOverDockGrid = false;
+};
+
+// The module's statics, for the process reset and for observers of the mode.
+const VAstateStatics& VAstate_statics();
+void VAstate_reset();

@@ -1,0 +1,37 @@
+// The application delegate: starts the agent and serves the event handlers (the bars
+// copy for each tapped event, VA event hand-over, mouse-moved reports).
+#pragma once
+
+#include "VAux.h"
+#include "platform/api/events.h"
+
+class VAtapMgr;
+
+class bgDelegate {
+ public:
+  // Creates the bars lock and the tap manager (its taps and the event thread).
+  static void finishStartup();
+
+  // Event thread: copies the bars record under its lock and asks the dispatcher.
+  static port::CGEventRef eventForEvent(port::CGEventRef event);
+  // Main thread (key events): asks the dispatcher without a bars record.
+  static port::CGEventRef eventForEventOnMain(port::CGEventRef event);
+
+  static void postVAEvent(int kind);
+  static void handleVAEvent(int kind);
+
+  // A mouse-moved or gesture event was seen (event thread).
+  static void MMoved();
+};
+
+struct bgDelegateStatics {
+  VAtapMgr* sTapMgr = nullptr;
+  port::NSLockRef eventThreadBarsLock = nullptr;
+  Bars bars;
+  Bars eventThreadBars;
+  bool sWaitUntilMouseMoves = false;
+  double sLastMouseMovedTime = 0;
+};
+
+bgDelegateStatics& bgDelegate_statics();
+void bgDelegate_reset();

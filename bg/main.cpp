@@ -1,0 +1,15 @@
+#include "main.h"
+
+#include "VAevent.h"
+#include "VAstate.h"
+#include "VAtapMgr.h"
+#include "bgDelegate.h"
+#include "bgprefs.h"
+
+void agent_resetModules() {
+  bgDelegate_reset();
+  VAtapMgr_reset();
+  VAevent_reset();
+  VAstate_reset();
+  bgprefs_reset();
+}

@@ -1,0 +1,6 @@
+// The agent's process-level entry points.
+#pragma once
+
+// Restores every module to its state at process start; a virtual-session run is a fresh
+// process.
+void agent_resetModules();

@@ -1,0 +1,54 @@
+// Notifications, message ports and URL events: the distributed notification centre,
+// CFMessagePort (local and remote, per user) and the Apple-event handler for 'GURL'.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "run_loop.h"
+
+namespace port {
+
+struct MessagePort;
+using CFMessagePortRef = MessagePort*;
+
+using NotificationCallBack = void (*)(void* observer, std::string_view name,
+                                      std::string_view object);
+// The reply is written into `reply`; the return value says whether there is one.
+using MessagePortCallBack = bool (*)(CFMessagePortRef port, int32_t msgid,
+                                     const std::vector<uint8_t>& data, std::vector<uint8_t>* reply,
+                                     void* info);
+using URLEventCallBack = void (*)(void* handler, std::string_view url);
+
+class Notifications {
+ public:
+  virtual ~Notifications() = default;
+  virtual void addObserver(void* observer, const std::string& name,
+                           NotificationCallBack callback) = 0;
+  virtual void postNotification(const std::string& name, const std::string& object) = 0;
+};
+
+class MessagePorts {
+ public:
+  virtual ~MessagePorts() = default;
+  virtual CFMessagePortRef createLocal(const std::string& name, MessagePortCallBack callback,
+                                       void* info) = 0;
+  virtual CFMessagePortRef createRemote(const std::string& name) = 0;  // null when nobody listens
+  virtual CFRunLoopSourceRef createRunLoopSource(CFMessagePortRef port) = 0;
+  // CFMessagePortSendRequest; false when the peer did not answer.
+  virtual bool sendRequest(CFMessagePortRef port, int32_t msgid, const std::vector<uint8_t>& data,
+                           CFTimeInterval sendTimeout, CFTimeInterval receiveTimeout,
+                           std::vector<uint8_t>* reply) = 0;
+  virtual void invalidate(CFMessagePortRef port) = 0;
+  virtual void release(CFMessagePortRef port) = 0;
+};
+
+class URLEvents {
+ public:
+  virtual ~URLEvents() = default;
+  virtual void setGetURLHandler(void* handler, URLEventCallBack callback) = 0;
+};
+
+}  // namespace port

@@ -1,0 +1,80 @@
+// Preferences, keyed archives, files and system facts: CFPreferences, NSKeyedArchiver and
+// NSKeyedUnarchiver, the user's folders and files (NSFileManager), the system version
+// and the system's scroll-wheel scaling.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+namespace port {
+
+// A property-list value as CFPreferences and the archivers hand it over.
+struct PlistValue;
+using PlistArray = std::vector<PlistValue>;
+using PlistDict = std::map<std::string, PlistValue>;
+using PlistData = std::vector<uint8_t>;
+struct PlistUid {
+  uint64_t index = 0;
+};
+struct PlistValue {
+  std::variant<std::monostate, bool, int64_t, uint64_t, double, std::string, PlistData,
+               PlistUid, std::shared_ptr<PlistArray>, std::shared_ptr<PlistDict>>
+      value;
+};
+
+struct SystemVersion {
+  int major = 0;
+  int minor = 0;
+  int patch = 0;
+};
+
+// CFPreferencesCopyAppValue / SetAppValue / AppSynchronize / CopyKeyList.
+class Preferences {
+ public:
+  virtual ~Preferences() = default;
+  virtual std::optional<PlistValue> copyAppValue(const std::string& key,
+                                                 const std::string& domain) = 0;
+  virtual void setAppValue(const std::string& key, const std::optional<PlistValue>& value,
+                           const std::string& domain) = 0;
+  virtual bool appSynchronize(const std::string& domain) = 0;
+  virtual std::vector<std::string> copyKeyList(const std::string& domain) = 0;
+};
+
+// +[NSKeyedArchiver archivedDataWithRootObject:] and
+// +[NSKeyedUnarchiver unarchiveObjectWithData:] for dictionaries of strings and numbers.
+class KeyedArchiver {
+ public:
+  virtual ~KeyedArchiver() = default;
+  virtual PlistData archivedDataWithRootObject(const PlistValue& root) = 0;
+  virtual std::optional<PlistValue> unarchiveObjectWithData(const PlistData& data) = 0;
+};
+
+// NSFileManager and NSSearchPathForDirectoriesInDomains for the user's folders.
+class Files {
+ public:
+  virtual ~Files() = default;
+  virtual std::string homeDirectory() = 0;
+  virtual std::string libraryDirectory() = 0;  // ~/Library
+  virtual bool fileExists(const std::string& path) = 0;
+  virtual std::optional<std::vector<uint8_t>> readFile(const std::string& path) = 0;
+  virtual bool writeFileAtomically(const std::string& path, const std::vector<uint8_t>& bytes) = 0;
+  virtual bool createDirectory(const std::string& path) = 0;
+  virtual bool removeItem(const std::string& path) = 0;
+  virtual std::vector<std::string> contentsOfDirectory(const std::string& path) = 0;
+};
+
+// Gestalt / NSProcessInfo operatingSystemVersion and the global default
+// "com.apple.scrollwheel.scaling".
+class SystemFacts {
+ public:
+  virtual ~SystemFacts() = default;
+  virtual SystemVersion systemVersion() = 0;
+  virtual std::optional<double> scrollWheelScaling() = 0;
+};
+
+}  // namespace port

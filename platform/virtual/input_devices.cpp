@@ -1,0 +1,133 @@
+#include "input_devices.h"
+
+#include <cmath>
+#include <iterator>
+
+namespace vsession {
+
+using namespace port;
+
+namespace {
+constexpr ModifierKey kModifiers[] = {
+    {"capsLock", kCGEventFlagMaskAlphaShift, 57}, {"shift", kCGEventFlagMaskShift, 56},
+    {"control", kCGEventFlagMaskControl, 59},     {"option", kCGEventFlagMaskAlternate, 58},
+    {"command", kCGEventFlagMaskCommand, 55},     {"fn", kCGEventFlagMaskSecondaryFn, 63},
+};
+constexpr double kPixelsPerLine = 10;
+
+CGEventType downType(int button) {
+  return button == 0 ? kCGEventLeftMouseDown
+                     : button == 1 ? kCGEventRightMouseDown : kCGEventOtherMouseDown;
+}
+CGEventType upType(int button) {
+  return button == 0 ? kCGEventLeftMouseUp : button == 1 ? kCGEventRightMouseUp : kCGEventOtherMouseUp;
+}
+}  // namespace
+
+const ModifierKey* findModifier(const std::string& name) {
+  for (const ModifierKey& m : kModifiers) {
+    if (name == m.name) return &m;
+  }
+  return nullptr;
+}
+
+CGEventRef InputDevices::make(CGEventType type) {
+  CGEventRef e = events_.newEvent(type);
+  e->flags = world_.modifierFlags;
+  return e;
+}
+
+void InputDevices::moveTo(CGPoint to) {
+  CGPoint from = world_.cursor;
+  world_.cursor = world_.clampToScreens(to);
+  // While buttons are held the move is a drag of the lowest one.
+  CGEventType type = kCGEventMouseMoved;
+  int dragged = -1;
+  for (int b = 0; b < 32; ++b) {
+    if (world_.pressedButtons & (1u << b)) {
+      dragged = b;
+      break;
+    }
+  }
+  if (dragged >= 0) {
+    type = dragged == 0 ? kCGEventLeftMouseDragged
+                        : dragged == 1 ? kCGEventRightMouseDragged : kCGEventOtherMouseDragged;
+  }
+  CGEventRef e = make(type);
+  events_.setIntegerValueField(e, kCGMouseEventDeltaX,
+                               static_cast<int64_t>(std::lround(world_.cursor.x - from.x)));
+  events_.setIntegerValueField(e, kCGMouseEventDeltaY,
+                               static_cast<int64_t>(std::lround(world_.cursor.y - from.y)));
+  if (dragged >= 0) {
+    events_.setIntegerValueField(e, kCGMouseEventButtonNumber, dragged);
+    events_.setIntegerValueField(e, kCGMouseEventNumber, mouseEventNumber_);
+  }
+  events_.dispatchHardware(e);
+}
+
+void InputDevices::button(int number, bool down) {
+  uint32_t bit = 1u << number;
+  if (down) {
+    world_.pressedButtons |= bit;
+    ++mouseEventNumber_;
+  } else {
+    world_.pressedButtons &= ~bit;
+  }
+  CGEventRef e = make(down ? downType(number) : upType(number));
+  events_.setIntegerValueField(e, kCGMouseEventButtonNumber, number);
+  events_.setIntegerValueField(e, kCGMouseEventClickState, 1);
+  events_.setIntegerValueField(e, kCGMouseEventNumber, mouseEventNumber_);
+  events_.dispatchHardware(e);
+}
+
+void InputDevices::wheel(double linesX, double linesY, std::optional<CGPoint> pixels) {
+  CGEventRef e = make(kCGEventScrollWheel);
+  CGPoint px = pixels.value_or(CGPoint{linesX * kPixelsPerLine, linesY * kPixelsPerLine});
+  events_.setIntegerValueField(e, kCGScrollWheelEventDeltaAxis1, static_cast<int64_t>(linesY));
+  events_.setIntegerValueField(e, kCGScrollWheelEventDeltaAxis2, static_cast<int64_t>(linesX));
+  events_.setDoubleValueField(e, kCGScrollWheelEventFixedPtDeltaAxis1, linesY);
+  events_.setDoubleValueField(e, kCGScrollWheelEventFixedPtDeltaAxis2, linesX);
+  events_.setDoubleValueField(e, kCGScrollWheelEventPointDeltaAxis1, px.y);
+  events_.setDoubleValueField(e, kCGScrollWheelEventPointDeltaAxis2, px.x);
+  events_.setIntegerValueField(e, kCGScrollWheelEventIsContinuous, 0);
+  events_.dispatchHardware(e);
+}
+
+void InputDevices::setModifiers(uint64_t flags) {
+  // Keys let go first, then keys pressed, each in a fixed order.
+  for (bool pressing : {false, true}) {
+    for (const ModifierKey& m : kModifiers) {
+      bool held = world_.modifierFlags & m.mask;
+      bool wanted = flags & m.mask;
+      if (held == wanted || wanted != pressing) continue;
+      world_.modifierFlags = pressing ? world_.modifierFlags | m.mask : world_.modifierFlags & ~m.mask;
+      CGEventRef e = make(kCGEventFlagsChanged);
+      events_.setIntegerValueField(e, kCGKeyboardEventKeycode, m.keycode);
+      events_.dispatchHardware(e);
+    }
+  }
+}
+
+void InputDevices::key(const std::string& characters, uint16_t keycode, bool down) {
+  CGEventRef e = make(down ? kCGEventKeyDown : kCGEventKeyUp);
+  events_.setIntegerValueField(e, kCGKeyboardEventKeycode, keycode);
+  copyCharacters(e->characters, characters);
+  copyCharacters(e->charactersIgnoringModifiers, characters);
+  events_.dispatchHardware(e);
+}
+
+void InputDevices::raw(CGEventType type, const std::map<CGEventField, double>& fields,
+                       uint64_t flags) {
+  CGEventRef e = events_.newEvent(type);
+  e->flags = flags;
+  for (const auto& [field, value] : fields) {
+    if (std::isfinite(value) && std::fabs(value) < 9.2e18 && value == std::trunc(value)) {
+      events_.setIntegerValueField(e, field, static_cast<int64_t>(value));
+    } else {
+      events_.setDoubleValueField(e, field, value);
+    }
+  }
+  events_.dispatchHardware(e);
+}
+
+}  // namespace vsession

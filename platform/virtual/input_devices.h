@@ -1,0 +1,49 @@
+// The virtual session's mouse (moves, buttons, a line wheel) and keyboard (keys with
+// characters and codes, modifier keys). Each action makes the hardware event the real
+// devices would and sends it through the session's taps at the current virtual time.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+
+#include "event_system.h"
+#include "world.h"
+
+namespace vsession {
+
+// Modifier names as scenarios write them, with their flag masks and key codes.
+struct ModifierKey {
+  const char* name;
+  uint64_t mask;
+  uint16_t keycode;
+};
+const ModifierKey* findModifier(const std::string& name);
+
+class InputDevices {
+ public:
+  InputDevices(World& world, EventSystem& events) : world_(world), events_(events) {}
+
+  // Moves the cursor to `to` (kept on the screens): mouse-moved, or dragged while a button
+  // is held.
+  void moveTo(port::CGPoint to);
+  void button(int number, bool down);
+  // One notch of `lines` per axis; about 10 px a line unless `pixels` gives them exactly.
+  void wheel(double linesX, double linesY, std::optional<port::CGPoint> pixels);
+  // The set of held modifiers becomes `flags`: one flags-changed event per key that changed.
+  void setModifiers(uint64_t flags);
+  void key(const std::string& characters, uint16_t keycode, bool down);
+  // An event of any type with the given fields, at the cursor.
+  void raw(port::CGEventType type, const std::map<port::CGEventField, double>& fields,
+           uint64_t flags);
+
+ private:
+  port::CGEventRef make(port::CGEventType type);
+
+  World& world_;
+  EventSystem& events_;
+  int64_t mouseEventNumber_ = 0;
+};
+
+}  // namespace vsession

@@ -1,0 +1,53 @@
+#include "scheduler.h"
+
+#include <utility>
+
+namespace vsession {
+
+Scheduler::Scheduler(double startTime) : start_(startTime), now_(startTime) {
+  lanes_ = {"system", "main"};
+}
+
+LaneId Scheduler::createLane(std::string name) {
+  lanes_.push_back(std::move(name));
+  return static_cast<LaneId>(lanes_.size() - 1);
+}
+
+TaskId Scheduler::schedule(double due, LaneId lane, const char* what, port::Block task) {
+  TaskId id = nextSeq_++;
+  queue_.push(Task{due < now_ ? now_ : due, id, lane, what, std::move(task)});
+  return id;
+}
+
+void Scheduler::cancel(TaskId id) { cancelled_.insert(id); }
+
+void Scheduler::runOnLane(LaneId lane, const char* what, void (*work)(void*), void* context) {
+  LaneId outer = current_;
+  current_ = lane;
+  if (lane != kSystemLane && wakeObserver_) wakeObserver_(lane, what);
+  work(context);
+  if (laneIdle_) laneIdle_(lane);
+  current_ = outer;
+  if (lane != kSystemLane && afterWake_) afterWake_();
+}
+
+void Scheduler::runUntil(double until) {
+  while (!stopped_ && !queue_.empty() && queue_.top().due <= until) {
+    // priority_queue only hands out const access; the task is moved out before the pop.
+    Task task = std::move(const_cast<Task&>(queue_.top()));
+    queue_.pop();
+    if (cancelled_.erase(task.seq)) continue;
+    now_ = task.due;
+    if (task.lane == kSystemLane) {
+      LaneId outer = current_;
+      current_ = kSystemLane;
+      task.work();
+      current_ = outer;
+    } else {
+      runOnLane(task.lane, task.what, [&task] { task.work(); });
+    }
+  }
+  if (!stopped_ && until > now_) now_ = until;
+}
+
+}  // namespace vsession

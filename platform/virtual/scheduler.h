@@ -1,0 +1,91 @@
+// The virtual session's clock and its one discrete-event scheduler. Every thread, run
+// loop and queue of the modelled system is a lane; every timer firing, block and tap
+// callback is a task on a lane run at its due virtual time, ties in posting order, so the
+// same scenario always gives the same run.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <queue>
+#include <type_traits>
+#include <string>
+#include <unordered_set>
+#include <vector>
+
+#include "platform/api/block.h"
+
+namespace vsession {
+
+using LaneId = uint32_t;
+using TaskId = uint64_t;
+
+class Scheduler {
+ public:
+  static constexpr LaneId kSystemLane = 0;  // the window server and input devices
+  static constexpr LaneId kMainLane = 1;
+
+  explicit Scheduler(double startTime);
+
+  double now() const { return now_; }
+  double startTime() const { return start_; }
+
+  // Agent lanes are reported to the wake observer; the system lane is not.
+  LaneId createLane(std::string name);
+  const std::string& laneName(LaneId lane) const { return lanes_[lane]; }
+  LaneId currentLane() const { return current_; }
+
+  TaskId schedule(double due, LaneId lane, const char* what, port::Block task);
+  void cancel(TaskId id);
+
+  // Runs `work` on `lane` now, as one wake of that lane's thread.
+  template <class F>
+  void runOnLane(LaneId lane, const char* what, F&& work) {
+    runOnLane(lane, what, [](void* w) { (*static_cast<std::remove_reference_t<F>*>(w))(); },
+              static_cast<void*>(&work));
+  }
+  void runOnLane(LaneId lane, const char* what, void (*work)(void*), void* context);
+
+  // Runs every task due at or before `until` (absolute), then sets the clock to `until`.
+  void runUntil(double until);
+  // The current task's thread sleeps: the clock moves on without running anything.
+  void advance(double seconds) { now_ += seconds; }
+  // Stops the run after the current task: the process has ended.
+  void stop() { stopped_ = true; }
+  bool stopped() const { return stopped_; }
+
+  void setWakeObserver(std::function<void(LaneId, const char*)> observer) {
+    wakeObserver_ = std::move(observer);
+  }
+  // Runs after each task that ran on a lane, such as the agent's flag observer.
+  void setAfterWakeHook(std::function<void()> hook) { afterWake_ = std::move(hook); }
+  // Runs after every wake of a lane, before the hook: the lane's run loop drains its blocks.
+  void setLaneIdleHook(std::function<void(LaneId)> hook) { laneIdle_ = std::move(hook); }
+
+ private:
+  struct Task {
+    double due;
+    uint64_t seq;
+    LaneId lane;
+    const char* what;
+    port::Block work;
+  };
+  struct Later {
+    bool operator()(const Task& a, const Task& b) const {
+      return a.due != b.due ? a.due > b.due : a.seq > b.seq;
+    }
+  };
+
+  double start_;
+  double now_;
+  uint64_t nextSeq_ = 1;
+  LaneId current_ = kMainLane;
+  bool stopped_ = false;
+  std::vector<std::string> lanes_;
+  std::priority_queue<Task, std::vector<Task>, Later> queue_;
+  std::unordered_set<TaskId> cancelled_;
+  std::function<void(LaneId, const char*)> wakeObserver_;
+  std::function<void()> afterWake_;
+  std::function<void(LaneId)> laneIdle_;
+};
+
+}  // namespace vsession

@@ -1,0 +1,57 @@
+#include "session.h"
+
+namespace vsession {
+
+VirtualSession::VirtualSession(const SessionConfig& config)
+    : config_(config),
+      scheduler_(config.startTime),
+      trace_(config.startTime),
+      threading_(scheduler_, faults_),
+      events_(scheduler_, threading_, world_, trace_, faults_),
+      input_(world_, events_) {
+  world_.screens = config.screens;
+  world_.cursor = world_.clampToScreens(config.cursor);
+  world_.apps = config.apps;
+  world_.windows = config.windows;
+  world_.frontPid = config.frontPid;
+
+  if (config.recordWakes) {
+    scheduler_.setWakeObserver([this](LaneId lane, const char* what) {
+      trace_.add(scheduler_.now(), "wake", {{"lane", scheduler_.laneName(lane)}, {"what", what}});
+    });
+  }
+  scheduler_.setLaneIdleHook([this](LaneId lane) { threading_.drainBlocks(lane); });
+
+  platform_.clock = &threading_;
+  platform_.runLoops = &threading_;
+  platform_.dispatch = &threading_;
+  platform_.threads = &threading_;
+  platform_.quartz = &events_;
+  platform_.cocoa = &events_;
+  platform_.application = &app_;
+  platform_.systemLog = &log_;
+}
+
+void VirtualSession::at(double seconds, port::Block action) {
+  scheduler_.schedule(absolute(seconds), Scheduler::kSystemLane, "input", std::move(action));
+}
+
+// The request is handled on the main thread's next pass; then the process is gone.
+void VirtualSession::AppPort::terminate() {
+  if (s_.terminationRequested_) return;
+  s_.terminationRequested_ = true;
+  s_.trace_.add(s_.scheduler_.now(), "terminate");
+  s_.scheduler_.schedule(s_.scheduler_.now(), Scheduler::kMainLane, "terminate",
+                         [this] { s_.scheduler_.stop(); });
+}
+
+std::string VirtualSession::AppPort::bundlePath() {
+  return "/Library/PreferencePanes/Varsel.prefPane/Contents/Resources/Varsel Agent.app";
+}
+
+void VirtualSession::LogPort::log(std::string_view message) {
+  s_.logLines_.emplace_back(message);
+  s_.trace_.add(s_.scheduler_.now(), "log", {{"msg", message}});
+}
+
+}  // namespace vsession

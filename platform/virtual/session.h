@@ -1,0 +1,101 @@
+// A virtual macOS login session: the scheduler and its threads, the screens and
+// applications, the input devices and the event taps, behind the ports the agent uses.
+// Everything runs in virtual time; the same inputs always give the same trace.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "event_system.h"
+#include "faults.h"
+#include "input_devices.h"
+#include "platform/api/platform.h"
+#include "scheduler.h"
+#include "threading.h"
+#include "trace.h"
+#include "world.h"
+
+namespace vsession {
+
+// 2 Nov 2026 09:00:00 GMT, as seconds since 1 Jan 2001.
+inline constexpr double kDefaultStartTime = 815302800.0;
+
+struct SessionConfig {
+  double startTime = kDefaultStartTime;
+  std::vector<port::CGRect> screens = {port::CGRect{{0, 0}, {1440, 900}}};
+  port::CGPoint cursor{720, 450};
+  std::vector<VirtualApp> apps;
+  std::vector<VirtualWindow> windows;  // front to back
+  int32_t frontPid = 0;
+  int32_t agentPid = 400;
+  uint32_t userId = 501;
+  port::SystemVersion systemVersion{10, 15, 7};
+  bool recordWakes = false;
+};
+
+class VirtualSession {
+ public:
+  explicit VirtualSession(const SessionConfig& config = {});
+  VirtualSession(const VirtualSession&) = delete;
+  VirtualSession& operator=(const VirtualSession&) = delete;
+
+  port::Platform& platform() { return platform_; }
+  Scheduler& scheduler() { return scheduler_; }
+  Threading& threading() { return threading_; }
+  EventSystem& events() { return events_; }
+  InputDevices& input() { return input_; }
+  World& world() { return world_; }
+  Trace& trace() { return trace_; }
+  Faults& faults() { return faults_; }
+  const std::vector<std::string>& logLines() const { return logLines_; }
+
+  // Virtual seconds since the session started, and the absolute time of such a moment.
+  double elapsed() const { return scheduler_.now() - scheduler_.startTime(); }
+  double absolute(double seconds) const { return scheduler_.startTime() + seconds; }
+  // Runs `action` at `seconds` after the start, as the hardware or the system would.
+  void at(double seconds, port::Block action);
+  void runUntil(double seconds) { scheduler_.runUntil(absolute(seconds)); }
+  // The agent asked to terminate and its main thread has handled the request.
+  bool terminated() const { return scheduler_.stopped(); }
+  bool terminationRequested() const { return terminationRequested_; }
+
+ private:
+  class AppPort final : public port::Application {
+   public:
+    explicit AppPort(VirtualSession& s) : s_(s) {}
+    void terminate() override;
+    int32_t processIdentifier() override { return s_.config_.agentPid; }
+    uint32_t userId() override { return s_.config_.userId; }
+    std::string bundlePath() override;
+    std::string resourcePath() override { return bundlePath() + "/Contents/Resources"; }
+
+   private:
+    VirtualSession& s_;
+  };
+
+  class LogPort final : public port::SystemLog {
+   public:
+    explicit LogPort(VirtualSession& s) : s_(s) {}
+    void log(std::string_view message) override;
+
+   private:
+    VirtualSession& s_;
+  };
+
+  SessionConfig config_;
+  Faults faults_;
+  Scheduler scheduler_;
+  World world_;
+  Trace trace_;
+  Threading threading_;
+  EventSystem events_;
+  InputDevices input_;
+  AppPort app_{*this};
+  LogPort log_{*this};
+  port::Platform platform_;
+  std::vector<std::string> logLines_;
+  bool terminationRequested_ = false;
+};
+
+}  // namespace vsession

@@ -1,0 +1,180 @@
+#include "threading.h"
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <utility>
+
+namespace vsession {
+
+using namespace port;
+
+Threading::Threading(Scheduler& scheduler, const Faults& faults)
+    : scheduler_(scheduler), faults_(faults) {
+  loopFor(Scheduler::kMainLane)->running = true;  // NSApplication runs the main loop
+}
+
+RunLoop* Threading::loopFor(LaneId lane) {
+  auto& loop = loops_[lane];
+  if (!loop) {
+    loop = std::make_unique<RunLoop>();
+    loop->lane = lane;
+    loop->pending.reserve(16);
+  }
+  return loop.get();
+}
+
+CFRunLoopRef Threading::getCurrent() {
+  LaneId lane = scheduler_.currentLane();
+  if (faults_.noRunLoopOnNewThreads && lane != Scheduler::kMainLane) return nullptr;
+  return loopFor(lane);
+}
+
+void Threading::run() {
+  RunLoop* loop = loopFor(scheduler_.currentLane());
+  loop->running = true;
+}
+
+void Threading::addSource(CFRunLoopRef rl, CFRunLoopSourceRef source, RunLoopMode) {
+  if (rl && source) source->loop = rl;
+}
+
+void Threading::addTimer(CFRunLoopRef rl, CFRunLoopTimerRef timer, RunLoopMode) {
+  if (!rl || !timer || !timer->valid) return;
+  timer->loop = rl;
+  scheduleTimer(timer);
+}
+
+void Threading::performBlock(CFRunLoopRef rl, RunLoopMode, Block block) {
+  if (rl) rl->pending.push_back(std::move(block));
+}
+
+void Threading::wakeUp(CFRunLoopRef rl) {
+  if (!rl || rl->wakeScheduled) return;
+  rl->wakeScheduled = true;
+  scheduler_.schedule(scheduler_.now(), rl->lane, "block", [] {});
+}
+
+void Threading::drainBlocks(LaneId lane) {
+  auto found = loops_.find(lane);
+  if (found == loops_.end()) return;
+  RunLoop* loop = found->second.get();
+  loop->wakeScheduled = false;
+  if (!loop->running) return;
+  while (!loop->pending.empty()) {
+    std::vector<Block> batch;
+    batch.swap(loop->pending);
+    loop->pending.reserve(16);
+    for (Block& block : batch) block();
+  }
+}
+
+CFRunLoopTimerRef Threading::timerCreate(CFAbsoluteTime fireDate, CFTimeInterval interval,
+                                         CFRunLoopTimerCallBack callout, void* info) {
+  if (faults_.failTimerCreate) return nullptr;
+  RunLoopTimer& timer = timers_.emplace_back();
+  timer.nextFire = fireDate;
+  timer.interval = interval;
+  timer.callout = callout;
+  timer.info = info;
+  return &timer;
+}
+
+void Threading::scheduleTimer(RunLoopTimer* timer) {
+  if (timer->task) scheduler_.cancel(timer->task);
+  timer->task = scheduler_.schedule(timer->nextFire, timer->loop->lane, "timer",
+                                    [this, timer] { fireTimer(timer); });
+}
+
+void Threading::fireTimer(RunLoopTimer* timer) {
+  if (!timer->valid) return;
+  TaskId firing = timer->task;
+  timer->callout(timer, timer->info);
+  // The callout may have invalidated the timer or given it a new fire date itself.
+  if (!timer->valid || timer->task != firing) return;
+  timer->task = 0;
+  if (timer->interval <= 0) {
+    timer->valid = false;  // a one-shot timer is done after its firing
+    return;
+  }
+  // A repeating timer keeps its phase; firings missed while the thread was busy are skipped.
+  double next = timer->nextFire + timer->interval;
+  while (next <= scheduler_.now()) next += timer->interval;
+  timer->nextFire = next;
+  scheduleTimer(timer);
+}
+
+void Threading::timerSetNextFireDate(CFRunLoopTimerRef timer, CFAbsoluteTime fireDate) {
+  if (!timer || !timer->valid) return;
+  timer->nextFire = fireDate;
+  if (timer->loop) scheduleTimer(timer);
+}
+
+CFAbsoluteTime Threading::timerGetNextFireDate(CFRunLoopTimerRef timer) {
+  return timer ? timer->nextFire : 0;
+}
+
+void Threading::timerInvalidate(CFRunLoopTimerRef timer) {
+  if (!timer || !timer->valid) return;
+  timer->valid = false;
+  if (timer->task) scheduler_.cancel(timer->task);
+  timer->task = 0;
+}
+
+bool Threading::timerIsValid(CFRunLoopTimerRef timer) { return timer && timer->valid; }
+
+RunLoopSource* Threading::createSource() { return &sources_.emplace_back(); }
+
+dispatch_queue_t Threading::queueCreate(const char* label) {
+  return &queues_.emplace_back(DispatchQueue{scheduler_.createLane(label)});
+}
+
+void Threading::async(dispatch_queue_t queue, Block block) {
+  scheduler_.schedule(scheduler_.now(), queue->lane, "dispatch", std::move(block));
+}
+
+void Threading::after(CFTimeInterval delay, dispatch_queue_t queue, Block block) {
+  scheduler_.schedule(scheduler_.now() + delay, queue->lane, "dispatch", std::move(block));
+}
+
+void Threading::detachNewThread(const char* name, Block body) {
+  LaneId lane = scheduler_.createLane(name);
+  scheduler_.schedule(scheduler_.now(), lane, "thread", std::move(body));
+}
+
+void Threading::sleepForTimeInterval(CFTimeInterval seconds) {
+  if (seconds > 0) scheduler_.advance(seconds);
+}
+
+NSLockRef Threading::lockCreate() { return &locks_.emplace_back(); }
+
+// NSLock is not recursive: a second lock on one thread is a deadlock on the real system.
+void Threading::lock(NSLockRef lock) {
+  if (!lock) return;
+  if (lock->held) {
+    std::fprintf(stderr, "virtual session: NSLock locked twice (deadlock)\n");
+    std::abort();
+  }
+  lock->held = 1;
+  ++lockCount_;
+}
+
+void Threading::unlock(NSLockRef lock) {
+  if (lock) lock->held = 0;
+}
+
+void* Threading::autoreleasePoolPush() {
+  ++poolDepth_;
+  return reinterpret_cast<void*>(static_cast<uintptr_t>(poolDepth_));
+}
+
+// Pools nest strictly: popping any but the innermost is a crash on the real system.
+void Threading::autoreleasePoolPop(void* pool) {
+  if (reinterpret_cast<uintptr_t>(pool) != static_cast<uintptr_t>(poolDepth_)) {
+    std::fprintf(stderr, "virtual session: autorelease pools popped out of order\n");
+    std::abort();
+  }
+  --poolDepth_;
+}
+
+}  // namespace vsession

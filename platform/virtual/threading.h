@@ -1,0 +1,122 @@
+// Run loops, run-loop timers, dispatch queues, threads, locks and autorelease pools of the
+// virtual session, as lanes and tasks of the scheduler.
+#pragma once
+
+#include <deque>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "faults.h"
+#include "platform/api/run_loop.h"
+#include "scheduler.h"
+
+namespace port {
+
+struct RunLoop {
+  vsession::LaneId lane = 0;
+  bool running = false;
+  bool wakeScheduled = false;
+  std::vector<Block> pending;  // CFRunLoopPerformBlock: run on the loop's next pass
+};
+
+struct RunLoopTimer {
+  RunLoop* loop = nullptr;
+  double nextFire = 0;
+  double interval = 0;
+  CFRunLoopTimerCallBack callout = nullptr;
+  void* info = nullptr;
+  bool valid = true;
+  vsession::TaskId task = 0;
+};
+
+// A run-loop source of a mach port; the event tap it serves, once added to a loop, is
+// serviced on that loop's thread.
+struct RunLoopSource {
+  RunLoop* loop = nullptr;
+};
+
+struct DispatchQueue {
+  vsession::LaneId lane = 0;
+};
+
+struct Lock {
+  int held = 0;
+};
+
+}  // namespace port
+
+namespace vsession {
+
+class Threading final : public port::Clock,
+                        public port::RunLoops,
+                        public port::Dispatch,
+                        public port::Threads {
+ public:
+  Threading(Scheduler& scheduler, const Faults& faults);
+
+  // Clock
+  port::CFAbsoluteTime absoluteTimeGetCurrent() override { return scheduler_.now(); }
+
+  // RunLoops
+  port::CFRunLoopRef getCurrent() override;
+  port::CFRunLoopRef getMain() override { return loopFor(Scheduler::kMainLane); }
+  void run() override;
+  void addSource(port::CFRunLoopRef rl, port::CFRunLoopSourceRef source,
+                 port::RunLoopMode mode) override;
+  void addTimer(port::CFRunLoopRef rl, port::CFRunLoopTimerRef timer,
+                port::RunLoopMode mode) override;
+  void performBlock(port::CFRunLoopRef rl, port::RunLoopMode mode, port::Block block) override;
+  void wakeUp(port::CFRunLoopRef rl) override;
+  port::CFRunLoopTimerRef timerCreate(port::CFAbsoluteTime fireDate,
+                                      port::CFTimeInterval interval,
+                                      port::CFRunLoopTimerCallBack callout, void* info) override;
+  void timerSetNextFireDate(port::CFRunLoopTimerRef timer, port::CFAbsoluteTime fireDate) override;
+  port::CFAbsoluteTime timerGetNextFireDate(port::CFRunLoopTimerRef timer) override;
+  void timerInvalidate(port::CFRunLoopTimerRef timer) override;
+  bool timerIsValid(port::CFRunLoopTimerRef timer) override;
+
+  // Dispatch
+  port::dispatch_queue_t getMainQueue() override { return &mainQueue_; }
+  port::dispatch_queue_t queueCreate(const char* label) override;
+  void async(port::dispatch_queue_t queue, port::Block block) override;
+  void after(port::CFTimeInterval delay, port::dispatch_queue_t queue, port::Block block) override;
+
+  // Threads
+  void detachNewThread(const char* name, port::Block body) override;
+  // A sleeping thread holds its lane: the clock moves on and what fell due meanwhile runs
+  // late.
+  void sleepForTimeInterval(port::CFTimeInterval seconds) override;
+  port::NSLockRef lockCreate() override;
+  void lock(port::NSLockRef lock) override;
+  void unlock(port::NSLockRef lock) override;
+  void lockRelease(port::NSLockRef) override {}
+  void* autoreleasePoolPush() override;
+  void autoreleasePoolPop(void* pool) override;
+
+  port::RunLoop* loopFor(LaneId lane);
+  // The run loop of `lane` finished a pass: run the blocks queued for it.
+  void drainBlocks(LaneId lane);
+  port::RunLoopSource* createSource();
+  int autoreleasePoolDepth() const { return poolDepth_; }
+  uint64_t lockCount() const { return lockCount_; }
+
+ private:
+  void scheduleTimer(port::RunLoopTimer* timer);
+  void fireTimer(port::RunLoopTimer* timer);
+
+  Scheduler& scheduler_;
+  const Faults& faults_;
+  port::DispatchQueue mainQueue_{Scheduler::kMainLane};
+  std::map<LaneId, std::unique_ptr<port::RunLoop>> loops_;
+  std::deque<port::RunLoopTimer> timers_;
+  std::deque<port::RunLoopSource> sources_;
+  std::deque<port::DispatchQueue> queues_;
+  std::deque<port::Lock> locks_;
+  std::vector<port::Block> draining_;
+  int poolDepth_ = 0;
+  uint64_t lockCount_ = 0;
+};
+
+}  // namespace vsession

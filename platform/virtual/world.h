@@ -1,0 +1,49 @@
+// What the virtual session's user sees and touches: screens, the cursor, the mouse buttons
+// and modifier keys held, and the applications with their windows in z-order.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "platform/api/geometry.h"
+
+namespace vsession {
+
+struct VirtualWindow {
+  int64_t number = 0;
+  int32_t pid = 0;
+  port::CGRect frame;  // Quartz global coordinates
+  std::string title;
+  int32_t layer = 0;
+  bool ignoresMouseEvents = false;
+};
+
+struct VirtualApp {
+  int32_t pid = 0;
+  std::string bundleIdentifier;
+  std::string name;
+  uint64_t eventsReceived = 0;
+};
+
+struct World {
+  std::vector<port::CGRect> screens;  // Quartz coordinates; the main screen first
+  port::CGPoint cursor;               // Quartz coordinates
+  uint64_t modifierFlags = 0;
+  uint32_t pressedButtons = 0;  // bit N for button N
+  std::vector<VirtualApp> apps;
+  std::vector<VirtualWindow> windows;  // front to back
+  int32_t frontPid = 0;
+
+  double mainScreenHeight() const { return screens.empty() ? 0 : screens[0].size.height; }
+  // The owner of the frontmost window under `p` that takes mouse events; 0 for the desktop.
+  int32_t pidAt(port::CGPoint p) const;
+  VirtualApp* app(int32_t pid);
+  // The nearest point that lies on a screen: the cursor cannot leave the screens.
+  port::CGPoint clampToScreens(port::CGPoint p) const;
+  port::CGPoint toCocoa(port::CGPoint quartz) const { return {quartz.x, mainScreenHeight() - quartz.y}; }
+};
+
+bool rectContains(const port::CGRect& r, port::CGPoint p);
+
+}  // namespace vsession
