@@ -1,0 +1,28 @@
+// Runs a scenario: builds the virtual session it describes, starts the agent in it the
+// way start-up does, plays the input, and collects the trace.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "platform/virtual/trace.h"
+#include "scenario.h"
+
+namespace sim {
+
+struct RunOptions {
+  bool wakes = false;  // record every wake of the agent's threads
+};
+
+struct RunResult {
+  std::vector<vsession::TraceLine> trace;
+  std::string summary;
+  bool terminated = false;
+};
+
+RunResult runScenario(const Scenario& scenario, const RunOptions& options = {});
+
+// The trace as JSON Lines.
+std::string traceText(const std::vector<vsession::TraceLine>& trace);
+
+}  // namespace sim

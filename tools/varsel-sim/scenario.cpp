@@ -1,0 +1,340 @@
+#include "scenario.h"
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <initializer_list>
+#include <cstdio>
+#include <cstdlib>
+#include <set>
+#include <sstream>
+
+#include <nlohmann/json.hpp>
+
+#include "platform/virtual/input_devices.h"
+
+namespace sim {
+
+namespace {
+
+using json = nlohmann::json;
+
+std::string escapePointerToken(const std::string& key) {
+  std::string out;
+  for (char c : key) {
+    if (c == '~') out += "~0";
+    else if (c == '/') out += "~1";
+    else out += c;
+  }
+  return out;
+}
+
+// One value of the scenario with its place in the file (a JSON pointer).
+class Node {
+ public:
+  Node(const std::string& file, const json& value, std::string path)
+      : file_(file), value_(value), path_(std::move(path)) {}
+
+  [[noreturn]] void fail(const std::string& message) const {
+    throw ScenarioError(file_, path_.empty() ? "/" : path_, message);
+  }
+
+  // An object whose keys all come from `known`; `notYet` names documented keys this build
+  // does not play.
+  void expectObject(std::initializer_list<const char*> known,
+                    std::initializer_list<const char*> notYet = {}) const {
+    if (!value_.is_object()) fail("expected an object");
+    for (const auto& [key, _] : value_.items()) {
+      auto is = [&key](const char* k) { return key == k; };
+      if (std::any_of(known.begin(), known.end(), is)) continue;
+      Node child = at(key.c_str());
+      if (std::any_of(notYet.begin(), notYet.end(), is)) {
+        child.fail("\"" + key + "\" is not supported by this build yet");
+      }
+      child.fail("unknown key \"" + key + "\"");
+    }
+  }
+
+  bool has(const char* key) const { return value_.contains(key); }
+
+  Node at(const char* key) const {
+    if (!value_.contains(key)) fail(std::string("missing \"") + key + "\"");
+    return Node(file_, value_.at(key), path_ + "/" + escapePointerToken(key));
+  }
+
+  std::vector<Node> elements() const {
+    if (!value_.is_array()) fail("expected an array");
+    std::vector<Node> out;
+    for (size_t i = 0; i < value_.size(); ++i) {
+      out.emplace_back(file_, value_[i], path_ + "/" + std::to_string(i));
+    }
+    return out;
+  }
+
+  double number() const {
+    if (!value_.is_number()) fail("expected a number");
+    double v = value_.get<double>();
+    if (!std::isfinite(v)) fail("expected a finite number");
+    return v;
+  }
+
+  double numberIn(double low, double high) const {
+    double v = number();
+    if (v < low || v > high) {
+      std::ostringstream m;
+      m << "expected a number from " << low << " to " << high << ", got " << v;
+      fail(m.str());
+    }
+    return v;
+  }
+
+  int64_t integerIn(int64_t low, int64_t high) const {
+    double v = number();
+    if (v != std::trunc(v)) fail("expected a whole number");
+    if (v < static_cast<double>(low) || v > static_cast<double>(high)) {
+      fail("expected a whole number from " + std::to_string(low) + " to " + std::to_string(high));
+    }
+    return static_cast<int64_t>(v);
+  }
+
+  std::string string() const {
+    if (!value_.is_string()) fail("expected a string");
+    return value_.get<std::string>();
+  }
+
+  bool boolean() const {
+    if (!value_.is_boolean()) fail("expected true or false");
+    return value_.get<bool>();
+  }
+
+  port::CGPoint point() const {
+    std::vector<Node> xy = elements();
+    if (xy.size() != 2) fail("expected [x, y]");
+    return {xy[0].number(), xy[1].number()};
+  }
+
+  port::CGRect rect() const {
+    std::vector<Node> r = elements();
+    if (r.size() != 4) fail("expected [x, y, width, height]");
+    port::CGRect out{{r[0].number(), r[1].number()}, {r[2].number(), r[3].number()}};
+    if (out.size.width <= 0 || out.size.height <= 0) fail("width and height must be positive");
+    return out;
+  }
+
+  const json& value() const { return value_; }
+  const std::string& path() const { return path_; }
+
+ private:
+  const std::string& file_;
+  const json& value_;
+  std::string path_;
+};
+
+port::SystemVersion readVersion(const Node& node) {
+  std::string text = node.string();
+  port::SystemVersion v;
+  char extra = 0;
+  int fields = std::sscanf(text.c_str(), "%d.%d.%d%c", &v.major, &v.minor, &v.patch, &extra);
+  if (fields < 2 || fields > 3 || v.major < 10 || v.minor < 0 || v.patch < 0) {
+    node.fail("expected a macOS version such as \"10.15.7\", got \"" + text + "\"");
+  }
+  return v;
+}
+
+ScenarioApp readApp(const Node& node) {
+  node.expectObject({"pid", "bundle", "name", "windows"});
+  ScenarioApp app;
+  app.pid = static_cast<int32_t>(node.at("pid").integerIn(1, 99999));
+  if (node.has("bundle")) app.bundle = node.at("bundle").string();
+  if (node.has("name")) app.name = node.at("name").string();
+  if (node.has("windows")) {
+    for (const Node& w : node.at("windows").elements()) {
+      w.expectObject({"number", "frame", "title"}, {"ui"});
+      ScenarioWindow window;
+      window.number = w.at("number").integerIn(1, INT32_MAX);
+      window.frame = w.at("frame").rect();
+      if (w.has("title")) window.title = w.at("title").string();
+      app.windows.push_back(window);
+    }
+  }
+  return app;
+}
+
+InputStep readInput(const Node& node) {
+  static constexpr std::initializer_list<const char*> kKinds = {"wheel", "move", "modifiers",
+                                                                "button", "key", "event"};
+  node.expectObject({"t", "wheel", "move", "modifiers", "button", "key", "event"},
+                    {"trackpad", "swipe", "url", "pane"});
+  InputStep step;
+  step.t = node.at("t").numberIn(0, 1e6);
+  const char* kind = nullptr;
+  for (const char* k : kKinds) {
+    if (!node.has(k)) continue;
+    if (kind) node.fail(std::string("one input per step: both \"") + kind + "\" and \"" + k + "\"");
+    kind = k;
+  }
+  if (!kind) node.fail("missing the input: one of wheel, move, modifiers, button, key, event");
+  Node n = node.at(kind);
+  std::string k = kind;
+  if (k == "wheel") {
+    n.expectObject({"x", "y", "pixels"});
+    WheelInput w;
+    if (n.has("x")) w.x = n.at("x").numberIn(-1e4, 1e4);
+    if (n.has("y")) w.y = n.at("y").numberIn(-1e4, 1e4);
+    if (n.has("pixels")) w.pixels = n.at("pixels").point();
+    if (!n.has("x") && !n.has("y") && !n.has("pixels")) n.fail("a wheel step needs x, y or pixels");
+    step.action = w;
+  } else if (k == "move") {
+    n.expectObject({"to", "over", "rate"});
+    MoveInput m;
+    m.to = n.at("to").point();
+    if (n.has("over")) m.over = n.at("over").numberIn(0, 3600);
+    if (n.has("rate")) m.rate = n.at("rate").numberIn(1, 2000);
+    step.action = m;
+  } else if (k == "modifiers") {
+    ModifiersInput m;
+    for (const Node& name : n.elements()) {
+      const vsession::ModifierKey* key = vsession::findModifier(name.string());
+      if (!key) {
+        name.fail("unknown modifier \"" + name.string() +
+                  "\" (command, shift, control, option, fn, capsLock)");
+      }
+      m.flags |= key->mask;
+    }
+    step.action = m;
+  } else if (k == "button") {
+    n.expectObject({"number", "down"});
+    ButtonInput b;
+    b.number = static_cast<int>(n.at("number").integerIn(0, 31));
+    if (n.has("down")) b.down = n.at("down").boolean();
+    step.action = b;
+  } else if (k == "key") {
+    n.expectObject({"chars", "code", "down"});
+    KeyInput key;
+    key.chars = n.at("chars").string();
+    if (key.chars.size() > 15) n.at("chars").fail("at most 15 bytes of characters");
+    key.code = static_cast<uint16_t>(n.at("code").integerIn(0, 0xFFFF));
+    if (n.has("down")) key.down = n.at("down").boolean();
+    step.action = key;
+  } else {
+    n.expectObject({"type", "fields", "flags"});
+    RawEventInput e;
+    e.type = static_cast<port::CGEventType>(n.at("type").integerIn(0, 0xFFFFFFFF));
+    if (n.has("flags")) e.flags = static_cast<uint64_t>(n.at("flags").integerIn(0, 0xFFFFFFFF));
+    if (n.has("fields")) {
+      Node fields = n.at("fields");
+      if (!fields.value().is_object()) fields.fail("expected an object of field numbers");
+      for (const auto& [name, _] : fields.value().items()) {
+        Node value = fields.at(name.c_str());
+        char* end = nullptr;
+        long number = std::strtol(name.c_str(), &end, 10);
+        if (name.empty() || *end != '\0' || number < 0 ||
+            number >= static_cast<long>(port::kCGEventFieldCount)) {
+          value.fail("a field is named by its number, 0 to " +
+                     std::to_string(port::kCGEventFieldCount - 1));
+        }
+        e.fields[static_cast<port::CGEventField>(number)] = value.number();
+      }
+    }
+    step.action = e;
+  }
+  return step;
+}
+
+std::string lineAndColumn(const std::string& text, size_t byte) {
+  size_t line = 1, column = 1;
+  for (size_t i = 0; i < byte && i < text.size(); ++i) {
+    if (text[i] == '\n') {
+      ++line;
+      column = 1;
+    } else {
+      ++column;
+    }
+  }
+  return "line " + std::to_string(line) + ", column " + std::to_string(column);
+}
+
+}  // namespace
+
+Scenario parseScenario(const std::string& text, const std::string& file) {
+  json doc;
+  try {
+    doc = json::parse(text);
+  } catch (const json::parse_error& e) {
+    std::string what = e.what();
+    size_t detail = what.find("syntax error");
+    throw ScenarioError(file, lineAndColumn(text, e.byte == 0 ? 0 : e.byte - 1),
+                        detail == std::string::npos ? what : what.substr(detail));
+  }
+  Node root(file, doc, "");
+  root.expectObject({"name", "system", "screens", "apps", "front", "cursor", "input", "until"},
+                    {"prefs"});
+
+  Scenario s;
+  s.file = file;
+  s.name = root.has("name") ? root.at("name").string()
+                            : std::filesystem::path(file).stem().string();
+  if (root.has("system")) {
+    Node system = root.at("system");
+    system.expectObject({"version"}, {"scrollWheelScaling", "accessibility",
+                                      "accessibilityGrantedAt", "pane", "home"});
+    if (system.has("version")) s.systemVersion = readVersion(system.at("version"));
+  }
+  if (root.has("screens")) {
+    for (const Node& r : root.at("screens").elements()) s.screens.push_back(r.rect());
+    if (s.screens.empty()) root.at("screens").fail("at least one screen");
+  } else {
+    s.screens.push_back({{0, 0}, {1440, 900}});
+  }
+
+  std::set<int32_t> pids;
+  std::set<int64_t> windowNumbers;
+  if (root.has("apps")) {
+    for (const Node& a : root.at("apps").elements()) {
+      ScenarioApp app = readApp(a);
+      if (!pids.insert(app.pid).second) {
+        a.at("pid").fail("pid " + std::to_string(app.pid) + " is used twice");
+      }
+      for (size_t i = 0; i < app.windows.size(); ++i) {
+        if (!windowNumbers.insert(app.windows[i].number).second) {
+          a.at("windows").elements()[i].at("number").fail("window number used twice");
+        }
+      }
+      s.apps.push_back(std::move(app));
+    }
+  }
+  if (root.has("front")) {
+    Node front = root.at("front");
+    s.front = static_cast<int32_t>(front.integerIn(1, 99999));
+    if (!pids.count(s.front)) front.fail("no application has pid " + std::to_string(s.front));
+  } else if (!s.apps.empty()) {
+    s.front = s.apps.front().pid;
+  }
+  if (root.has("cursor")) s.cursor = root.at("cursor").point();
+
+  if (root.has("input")) {
+    for (const Node& step : root.at("input").elements()) s.input.push_back(readInput(step));
+  }
+  std::stable_sort(s.input.begin(), s.input.end(),
+                   [](const InputStep& a, const InputStep& b) { return a.t < b.t; });
+  double lastInput = s.input.empty() ? 0 : s.input.back().t;
+  if (root.has("until")) {
+    Node until = root.at("until");
+    s.until = until.numberIn(0, 1e6);
+    if (s.until < lastInput) until.fail("the run ends before its last input");
+  } else {
+    s.until = lastInput + 1.0;
+  }
+  return s;
+}
+
+Scenario loadScenario(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  if (!in) throw ScenarioError(path, "", "cannot be read");
+  std::ostringstream text;
+  text << in.rdbuf();
+  return parseScenario(text.str(), path);
+}
+
+}  // namespace sim

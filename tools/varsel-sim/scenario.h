@@ -1,0 +1,86 @@
+// A scenario: the session to build (system, screens, applications, cursor) and the input
+// to play in it. Read strictly: anything unknown or malformed is refused with the file,
+// the place in it and what is wrong, and nothing runs.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "platform/api/events.h"
+#include "platform/api/preferences.h"
+
+namespace sim {
+
+class ScenarioError : public std::runtime_error {
+ public:
+  ScenarioError(const std::string& file, const std::string& where, const std::string& message)
+      : std::runtime_error(file + ": " + (where.empty() ? "" : where + ": ") + message) {}
+};
+
+struct ScenarioWindow {
+  int64_t number = 0;
+  port::CGRect frame;
+  std::string title;
+};
+
+struct ScenarioApp {
+  int32_t pid = 0;
+  std::string bundle;
+  std::string name;
+  std::vector<ScenarioWindow> windows;
+};
+
+struct WheelInput {
+  double x = 0;
+  double y = 0;
+  std::optional<port::CGPoint> pixels;
+};
+struct MoveInput {
+  port::CGPoint to;
+  double over = 0;
+  double rate = 125;
+};
+struct ModifiersInput {
+  uint64_t flags = 0;
+};
+struct ButtonInput {
+  int number = 0;
+  std::optional<bool> down;  // absent: a click
+};
+struct KeyInput {
+  std::string chars;
+  uint16_t code = 0;
+  std::optional<bool> down;  // absent: a press and release
+};
+struct RawEventInput {
+  port::CGEventType type = 0;
+  std::map<port::CGEventField, double> fields;
+  uint64_t flags = 0;
+};
+
+struct InputStep {
+  double t = 0;
+  std::variant<WheelInput, MoveInput, ModifiersInput, ButtonInput, KeyInput, RawEventInput> action;
+};
+
+struct Scenario {
+  std::string file;
+  std::string name;
+  port::SystemVersion systemVersion{10, 15, 7};
+  std::vector<port::CGRect> screens;
+  std::vector<ScenarioApp> apps;
+  int32_t front = 0;
+  std::optional<port::CGPoint> cursor;
+  std::vector<InputStep> input;  // in time order
+  double until = 0;
+};
+
+Scenario parseScenario(const std::string& text, const std::string& file);
+Scenario loadScenario(const std::string& path);
+
+}  // namespace sim
