@@ -16,6 +16,12 @@ bgDelegateStatics& bgDelegate_statics() { return s; }
 // The lock belongs to the session that made it and goes with it.
 void bgDelegate_reset() { s = bgDelegateStatics{}; }
 
+void bgDelegate::applicationDidFinishLaunching() {
+  event_initPrefs();
+  Dispatch& dispatch = *platform().dispatch;
+  dispatch.async(dispatch.getMainQueue(), [] { finishStartup(); });
+}
+
 void bgDelegate::finishStartup() {
   if (state_quitting()) return;
   if (!s.eventThreadBarsLock) s.eventThreadBarsLock = platform().threads->lockCreate();

@@ -9,6 +9,8 @@ class VAtapMgr;
 
 class bgDelegate {
  public:
+  // Launch: gives the modules their settings, then finishes start-up on the main queue.
+  static void applicationDidFinishLaunching();
   // Creates the bars lock and the tap manager (its taps and the event thread).
   static void finishStartup();
 

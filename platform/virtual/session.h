@@ -47,6 +47,7 @@ class VirtualSession {
   InputDevices& input() { return input_; }
   World& world() { return world_; }
   Trace& trace() { return trace_; }
+  const Trace& trace() const { return trace_; }
   Faults& faults() { return faults_; }
   const std::vector<std::string>& logLines() const { return logLines_; }
 

@@ -16,7 +16,7 @@ int runFile(const std::string& path, const std::string& tracePath, bool wakes) {
     std::cerr << "varsel-sim: " << e.what() << "\n";
     return 2;
   }
-  sim::RunResult result = sim::runScenario(scenario, {wakes});
+  sim::RunResult result = sim::runScenario(scenario, {.wakes = wakes});
   if (!tracePath.empty()) {
     std::ofstream out(tracePath, std::ios::binary);
     out << sim::traceText(result.trace);

@@ -156,9 +156,11 @@ RunResult runScenario(const Scenario& scenario, const RunOptions& options) {
     }
   });
 
-  // Launch: the application's delegate finishes start-up on the main queue.
-  session.platform().dispatch->async(session.platform().dispatch->getMainQueue(),
-                                     [] { bgDelegate::finishStartup(); });
+  // Launch: the application framework calls its delegate on the main thread.
+  if (options.startAgent) {
+    session.platform().dispatch->async(session.platform().dispatch->getMainQueue(),
+                                       [] { bgDelegate::applicationDidFinishLaunching(); });
+  }
   for (const InputStep& step : scenario.input) schedule(session, step);
   session.runUntil(scenario.until);
 

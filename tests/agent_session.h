@@ -1,0 +1,63 @@
+// A virtual session with the agent started in it, for tests that drive the agent end to
+// end. Each one is a fresh process: every module starts from its initial state.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "VAtapMgr.h"
+#include "bgDelegate.h"
+#include "main.h"
+#include "platform/virtual/session.h"
+
+namespace testing_support {
+
+inline vsession::SessionConfig twoWindowConfig() {
+  vsession::SessionConfig config;
+  config.apps = {{501, "com.example.reader", "Reader", 0}, {502, "com.example.editor", "Editor", 0}};
+  config.windows = {{101, 501, {{100, 100}, {800, 600}}, "Doc", 0, false},
+                    {201, 502, {{700, 200}, {600, 500}}, "Notes", 0, false}};
+  config.frontPid = 501;
+  config.cursor = {400, 400};
+  return config;
+}
+
+class AgentSession {
+ public:
+  explicit AgentSession(vsession::SessionConfig config = twoWindowConfig(), bool start = true)
+      : session_(config) {
+    port::setPlatform(&session_.platform());
+    agent_resetModules();
+    if (start) startAgent();
+  }
+  ~AgentSession() {
+    agent_resetModules();
+    port::setPlatform(nullptr);
+  }
+
+  // Launch on the main thread, start-up on the main queue, the event thread's first pass.
+  void startAgent() {
+    session_.platform().dispatch->async(session_.platform().dispatch->getMainQueue(),
+                                        [] { bgDelegate::applicationDidFinishLaunching(); });
+    session_.runUntil(session_.elapsed());
+  }
+
+  vsession::VirtualSession& session() { return session_; }
+  vsession::EventSystem& events() { return session_.events(); }
+  vsession::InputDevices& input() { return session_.input(); }
+  void runUntil(double t) { session_.runUntil(t); }
+  void at(double t, port::Block action) { session_.at(t, std::move(action)); }
+
+  std::vector<vsession::TraceLine> linesOfKind(const std::string& kind) const {
+    std::vector<vsession::TraceLine> out;
+    for (const auto& line : session_.trace().lines()) {
+      if (line["kind"] == kind) out.push_back(line);
+    }
+    return out;
+  }
+
+ private:
+  vsession::VirtualSession session_;
+};
+
+}  // namespace testing_support

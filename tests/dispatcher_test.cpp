@@ -1,0 +1,182 @@
+// The dispatcher: the coast-stop ignore window, the mouse-moved handler, the mouse-moved
+// tap rule, the VA events and the mode starters.
+#include <gtest/gtest.h>
+
+#include "VAevent.h"
+#include "VAstate.h"
+#include "agent_session.h"
+
+namespace {
+
+using namespace port;
+using testing_support::AgentSession;
+
+class DispatcherTest : public ::testing::Test {
+ protected:
+  AgentSession agent;
+  VAeventStatics& event = VAevent_statics();
+  bgDelegateStatics& delegate = bgDelegate_statics();
+};
+
+TEST_F(DispatcherTest, IgnoreWindowSwallowsEveryEventThenTheFirstAfterItPassesAndClosesIt) {
+  agent.runUntil(1);
+  event_ignoreCoastStopEventsForDelay(0.2);
+  auto& input = agent.input();
+  agent.at(1.05, [&input] { input.moveTo({420, 420}); });
+  agent.at(1.10, [&input] { input.key("j", 38, true); });
+  agent.at(1.15, [&input] { input.wheel(0, -1, std::nullopt); });
+  agent.at(1.19, [&input] { input.button(0, true); });
+  agent.at(1.25, [&input] { input.wheel(0, -1, std::nullopt); });
+  agent.at(1.30, [&input] { input.key("j", 38, false); });
+  agent.runUntil(1.2);
+  EXPECT_EQ(agent.linesOfKind("swallow").size(), 4u);
+  EXPECT_TRUE(agent.linesOfKind("deliver").empty());
+  EXPECT_NE(event.sCoastStopEventsIgnoredUntil, 0);
+  agent.runUntil(2);
+  EXPECT_EQ(event.sCoastStopEventsIgnoredUntil, 0);
+  auto delivered = agent.linesOfKind("deliver");
+  ASSERT_EQ(delivered.size(), 2u);
+  EXPECT_EQ(delivered[0]["type"], 22);
+  EXPECT_EQ(delivered[1]["type"], 11);
+}
+
+TEST_F(DispatcherTest, MouseMoveRecordsItsUnflippedLocationAndReportsTheMove) {
+  delegate.sWaitUntilMouseMoves = true;
+  agent.runUntil(2);
+  agent.input().moveTo({300, 200});
+  EXPECT_EQ(event.sLastUnflippedEventLocation, (CGPoint{300, 700}));  // 900-point-high screen
+  EXPECT_FALSE(delegate.sWaitUntilMouseMoves);
+  EXPECT_DOUBLE_EQ(delegate.sLastMouseMovedTime, agent.session().absolute(2));
+  ASSERT_EQ(agent.linesOfKind("deliver").size(), 1u);
+}
+
+TEST_F(DispatcherTest, OwnMouseMoveWhileGrabbingWithoutMovingIsReturnedBeforeAnythingElse) {
+  agent.input().moveTo({300, 200});
+  CGPoint before = event.sLastUnflippedEventLocation;
+  double movedAt = delegate.sLastMouseMovedTime;
+  agent.runUntil(1);
+
+  CGEventSourceRef source = agent.events().sourceCreate(kCGEventSourceStatePrivate);
+  agent.events().sourceSetUserData(source, 0xA9FF1231);  // the tag, with bits outside the mask
+  CGEventRef own = agent.events().createMouseEvent(source, kCGEventMouseMoved, {500, 500},
+                                                   kCGMouseButtonLeft);
+  state_setDoingGrabWOMoving(true);
+  EXPECT_EQ(MyEventTapCallBack(nullptr, kCGEventMouseMoved, own, nullptr), own);
+  EXPECT_EQ(event.sLastUnflippedEventLocation, before);
+  EXPECT_EQ(delegate.sLastMouseMovedTime, movedAt);
+
+  // Not grabbing without moving: the agent's own move counts like any other.
+  state_setDoingGrabWOMoving(false);
+  MyEventTapCallBack(nullptr, kCGEventMouseMoved, own, nullptr);
+  EXPECT_EQ(event.sLastUnflippedEventLocation, (CGPoint{500, 400}));
+  // Another source's move while grabbing without moving is recorded.
+  state_setDoingGrabWOMoving(true);
+  agent.events().setIntegerValueField(own, kCGEventSourceUserData, 0xA9FF0002);
+  agent.events().setLocation(own, {600, 600});
+  MyEventTapCallBack(nullptr, kCGEventMouseMoved, own, nullptr);
+  EXPECT_EQ(event.sLastUnflippedEventLocation, (CGPoint{600, 300}));
+  agent.events().release(own);
+}
+
+TEST_F(DispatcherTest, MouseMovedTapIsNeededOnlyByModesThatFollowTheMouse) {
+  EXPECT_FALSE(event_needMmovedTap());
+  struct Case {
+    void (*set)(bool);
+    bool needed;
+  };
+  const Case cases[] = {{state_setDoingGrabWOMoving, true}, {state_setDoingGrabWHotKeyOnly, true},
+                        {state_setDoingGrabWToggle, true},  {state_setDoingGrabWurl, true},
+                        {state_setDoingCoast, true},        {state_setDoingGrab, false},
+                        {state_setDoingHover, false},       {state_setDoingWheel, false}};
+  for (const Case& c : cases) {
+    c.set(true);
+    EXPECT_EQ(event_needMmovedTap(), c.needed);
+    c.set(false);
+  }
+  // Vector scrolling follows the mouse for click and hot-key triggers and URL starts,
+  // not while the button is held and dragged.
+  state_setDoingVector(true);
+  for (uint8_t kind : {0, 1}) {
+    event.prefs->vectorTriggerKind = kind;
+    EXPECT_TRUE(event_needMmovedTap());
+  }
+  event.prefs->vectorTriggerKind = 2;
+  EXPECT_FALSE(event_needMmovedTap());
+  state_setDoingVectorWurl(true);
+  EXPECT_TRUE(event_needMmovedTap());
+}
+
+TEST_F(DispatcherTest, HeldMouseDownIsLetGoByVAEventSix) {
+  CGEventRef mdown = agent.events().createMouseEvent(nullptr, kCGEventLeftMouseDown, {300, 300},
+                                                     kCGMouseButtonLeft);
+  event.sCopiedMdownToDelay = mdown;
+  agent.runUntil(1);
+  bgDelegate::postVAEvent(6);
+  agent.runUntil(1);
+  EXPECT_EQ(event.sCopiedMdownToDelay, nullptr);
+  EXPECT_DOUBLE_EQ(event.sSuppressDelayMdownTime, agent.session().absolute(1.08));
+  auto delivered = agent.linesOfKind("deliver");
+  ASSERT_EQ(delivered.size(), 1u);
+  EXPECT_EQ(delivered[0]["type"], 1);
+  EXPECT_EQ(agent.events().liveEvents(), 0u);
+
+  // Nothing held: nothing happens.
+  bgDelegate::postVAEvent(6);
+  agent.runUntil(2);
+  EXPECT_EQ(agent.linesOfKind("deliver").size(), 1u);
+  EXPECT_DOUBLE_EQ(event.sSuppressDelayMdownTime, agent.session().absolute(1.08));
+}
+
+TEST_F(DispatcherTest, VAEventTenEndsTheCoastCancellation) {
+  event.sCoastEventsCancelledUntil = agent.session().absolute(5);
+  for (int kind = 1; kind <= 5; ++kind) bgDelegate::postVAEvent(kind);
+  agent.runUntil(0.5);
+  EXPECT_NE(event.sCoastEventsCancelledUntil, 0);
+  bgDelegate::postVAEvent(10);
+  agent.runUntil(0.5);
+  EXPECT_EQ(event.sCoastEventsCancelledUntil, 0);
+}
+
+TEST_F(DispatcherTest, StopAllScrollingEndsTriggeredModesButNotACoast) {
+  state_setDoingWheel(true);
+  state_setDoingCoast(true);
+  void (*const started[])(bool) = {
+      state_setDoingAutoScrollWurl, state_setDoingVectorWurl,   state_setDoingGrabWToggle,
+      state_setDoingGrabWScrollKey, state_setDoingGrabWHotKeyOnly,
+      state_setDoingGrabWHotKeyAndButton, state_setDoingGrabWurl,
+      state_setDraggingHoverZone,   state_setInterceptNextKeypress};
+  for (auto set : started) set(true);
+  state_setDoingWheel(true);
+  event.sIsLastMdownInHoverZone = 1;
+  stopAllScrolling();
+  const VAstateStatics& s = VAstate_statics();
+  EXPECT_FALSE(s.sDoingWheel || s.sDoingAutoScrollWurl || s.sDoingVectorWurl ||
+               s.sDoingGrabWToggle || s.sDoingGrabWScrollKey || s.sDoingGrabWHotKeyOnly ||
+               s.sDoingGrabWHotKeyAndButton || s.sDoingGrabWurl || s.sDraggingHoverZone ||
+               s.sInterceptNextKeypress || event.sIsLastMdownInHoverZone);
+  EXPECT_TRUE(s.sDoingCoast);
+}
+
+TEST_F(DispatcherTest, UrlStartersStopEverythingThenMarkTheirMode) {
+  state_setDoingGrabWToggle(true);
+  bgDelegate::postVAEvent(13);
+  agent.runUntil(0.1);
+  EXPECT_TRUE(VAstate_statics().sDoingAutoScrollWurl);
+  EXPECT_FALSE(state_doingGrabWToggle());
+
+  bgDelegate::postVAEvent(16);
+  agent.runUntil(0.2);
+  EXPECT_TRUE(state_doingVectorWurl());
+  EXPECT_FALSE(VAstate_statics().sDoingAutoScrollWurl);
+
+  bgDelegate::postVAEvent(15);
+  agent.runUntil(0.3);
+  EXPECT_TRUE(state_doingGrabWurl());
+  EXPECT_FALSE(state_doingVectorWurl());
+
+  bgDelegate::postVAEvent(18);  // "downonce" stops every mode first
+  agent.runUntil(0.4);
+  EXPECT_FALSE(state_doingGrabWurl());
+}
+
+}  // namespace
