@@ -9,11 +9,17 @@ using namespace port;
 namespace {
 VAeventStatics s;
 
-double now() { return platform().clock->absoluteTimeGetCurrent(); }
+double now() {
+  return platform().clock->absoluteTimeGetCurrent();
+}
 }  // namespace
 
-VAeventStatics& VAevent_statics() { return s; }
-void VAevent_reset() { s = VAeventStatics{}; }
+VAeventStatics& VAevent_statics() {
+  return s;
+}
+void VAevent_reset() {
+  s = VAeventStatics{};
+}
 
 CGEventRef VAevent::eventForEvent_bars_window(CGEventRef event, const Bars*, void*) {
   NSEventRef nsEvent = platform().cocoa->eventWithCGEvent(event);
@@ -36,9 +42,8 @@ CGEventRef handleMMoved_event_cgEvent(NSEventRef, CGEventRef cgEvent) {
   QuartzEvents& quartz = *platform().quartz;
   // While grabbing without moving, the agent keeps putting the cursor back; its own moves
   // must not count as the user's.
-  if (state_doingGrabWOMoving() &&
-      (quartz.getIntegerValueField(cgEvent, kCGEventSourceUserData) & kAgentEventTagMask) ==
-          kAgentEventTag) {
+  if (state_doingGrabWOMoving() && (quartz.getIntegerValueField(cgEvent, kCGEventSourceUserData) &
+                                    kAgentEventTagMask) == kAgentEventTag) {
     return cgEvent;
   }
   s.sLastUnflippedEventLocation = quartz.getUnflippedLocation(cgEvent);
@@ -92,9 +97,13 @@ void event_ignoreCoastStopEventsForDelay(double seconds) {
 }
 
 // The keyboard scroller asks for a location; the origin is what it gets.
-CGPoint event_lastLocation() { return CGPoint{0, 0}; }
+CGPoint event_lastLocation() {
+  return CGPoint{0, 0};
+}
 
-void event_initPrefs() { s.prefs = prefs_bgprefs(); }
+void event_initPrefs() {
+  s.prefs = prefs_bgprefs();
+}
 
 bool event_needMmovedTap() {
   if (state_doingGrabWOMoving()) return true;

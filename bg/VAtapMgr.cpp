@@ -23,15 +23,17 @@ void createTap(CFMachPortRef& tap, CFRunLoopSourceRef& source, CGEventTapOptions
                CGEventMask mask, CGEventTapCallBack callback, const char* tapFailure,
                const char* sourceFailure) {
   QuartzEvents& quartz = *platform().quartz;
-  tap = quartz.tapCreate(kCGSessionEventTap, kCGHeadInsertEventTap, options, mask, callback,
-                         nullptr);
+  tap =
+      quartz.tapCreate(kCGSessionEventTap, kCGHeadInsertEventTap, options, mask, callback, nullptr);
   if (!tap) failStartupStep(tapFailure);
   source = quartz.machPortCreateRunLoopSource(tap, 0);
   if (!source) failStartupStep(sourceFailure);
 }
 }  // namespace
 
-const VAtapMgrStatics& VAtapMgr_statics() { return s; }
+const VAtapMgrStatics& VAtapMgr_statics() {
+  return s;
+}
 
 void VAtapMgr_reset() {
   delete s.selfObject;
@@ -104,7 +106,9 @@ void reEnableTapTimerProc(CFRunLoopTimerRef, void*) {
 }
 
 // Types 1 to 2000 are events; 0 and the tap notifications (timeout, user input) are not.
-static bool isEventType(CGEventType type) { return type >= 1 && type <= 2000; }
+static bool isEventType(CGEventType type) {
+  return type >= 1 && type <= 2000;
+}
 
 CGEventRef MyEventTapCallBack(CGEventTapProxy, CGEventType type, CGEventRef event, void*) {
   if (type == kCGEventTapDisabledByTimeout) {

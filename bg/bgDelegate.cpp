@@ -11,10 +11,14 @@ namespace {
 bgDelegateStatics s;
 }
 
-bgDelegateStatics& bgDelegate_statics() { return s; }
+bgDelegateStatics& bgDelegate_statics() {
+  return s;
+}
 
 // The lock belongs to the session that made it and goes with it.
-void bgDelegate_reset() { s = bgDelegateStatics{}; }
+void bgDelegate_reset() {
+  s = bgDelegateStatics{};
+}
 
 void bgDelegate::applicationDidFinishLaunching() {
   event_initPrefs();
@@ -40,9 +44,13 @@ CGEventRef bgDelegate::eventForEventOnMain(CGEventRef event) {
   return VAevent::eventForEvent_bars_window(event, nullptr, nullptr);
 }
 
-void bgDelegate::postVAEvent(int kind) { s.sTapMgr->postVAEvent(kind); }
+void bgDelegate::postVAEvent(int kind) {
+  s.sTapMgr->postVAEvent(kind);
+}
 
-void bgDelegate::handleVAEvent(int kind) { VAevent::handleVAEvent(kind); }
+void bgDelegate::handleVAEvent(int kind) {
+  VAevent::handleVAEvent(kind);
+}
 
 void bgDelegate::MMoved() {
   s.sWaitUntilMouseMoves = false;

@@ -4,5 +4,9 @@ namespace {
 PrefsRecord sPrefs;
 }
 
-PrefsRecord* prefs_bgprefs() { return &sPrefs; }
-void bgprefs_reset() { sPrefs = PrefsRecord{}; }
+PrefsRecord* prefs_bgprefs() {
+  return &sPrefs;
+}
+void bgprefs_reset() {
+  sPrefs = PrefsRecord{};
+}

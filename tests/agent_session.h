@@ -14,7 +14,8 @@ namespace testing_support {
 
 inline vsession::SessionConfig twoWindowConfig() {
   vsession::SessionConfig config;
-  config.apps = {{501, "com.example.reader", "Reader", 0}, {502, "com.example.editor", "Editor", 0}};
+  config.apps = {{501, "com.example.reader", "Reader", 0},
+                 {502, "com.example.editor", "Editor", 0}};
   config.windows = {{101, 501, {{100, 100}, {800, 600}}, "Doc", 0, false},
                     {201, 502, {{700, 200}, {600, 500}}, "Notes", 0, false}};
   config.frontPid = 501;

@@ -58,8 +58,8 @@ TEST_F(DispatcherTest, OwnMouseMoveWhileGrabbingWithoutMovingIsReturnedBeforeAny
 
   CGEventSourceRef source = agent.events().sourceCreate(kCGEventSourceStatePrivate);
   agent.events().sourceSetUserData(source, 0xA9FF1231);  // the tag, with bits outside the mask
-  CGEventRef own = agent.events().createMouseEvent(source, kCGEventMouseMoved, {500, 500},
-                                                   kCGMouseButtonLeft);
+  CGEventRef own =
+      agent.events().createMouseEvent(source, kCGEventMouseMoved, {500, 500}, kCGMouseButtonLeft);
   state_setDoingGrabWOMoving(true);
   EXPECT_EQ(MyEventTapCallBack(nullptr, kCGEventMouseMoved, own, nullptr), own);
   EXPECT_EQ(event.sLastUnflippedEventLocation, before);
@@ -141,10 +141,11 @@ TEST_F(DispatcherTest, StopAllScrollingEndsTriggeredModesButNotACoast) {
   state_setDoingWheel(true);
   state_setDoingCoast(true);
   void (*const started[])(bool) = {
-      state_setDoingAutoScrollWurl, state_setDoingVectorWurl,   state_setDoingGrabWToggle,
-      state_setDoingGrabWScrollKey, state_setDoingGrabWHotKeyOnly,
-      state_setDoingGrabWHotKeyAndButton, state_setDoingGrabWurl,
-      state_setDraggingHoverZone,   state_setInterceptNextKeypress};
+      state_setDoingAutoScrollWurl,  state_setDoingVectorWurl,
+      state_setDoingGrabWToggle,     state_setDoingGrabWScrollKey,
+      state_setDoingGrabWHotKeyOnly, state_setDoingGrabWHotKeyAndButton,
+      state_setDoingGrabWurl,        state_setDraggingHoverZone,
+      state_setInterceptNextKeypress};
   for (auto set : started) set(true);
   state_setDoingWheel(true);
   event.sIsLastMdownInHoverZone = 1;

@@ -173,7 +173,7 @@ TEST_F(PipelineTest, PostedEventsPassTheSessionTapsAgainLaterAnnotatedOnesDoNot)
 }
 
 TEST_F(PipelineTest, MouseEventsGoToTheWindowUnderThemAndKeysToTheFrontApplication) {
-  session.input().moveTo({750, 250});  // both windows here; Reader's is in front
+  session.input().moveTo({750, 250});   // both windows here; Reader's is in front
   session.input().moveTo({1200, 600});  // only Editor's
   session.input().moveTo({20, 20});     // the desktop
   session.input().key("x", 7, true);
@@ -209,8 +209,8 @@ TEST_F(PipelineTest, CursorStaysOnTheScreensAndDragsFollowTheHeldButton) {
   session.input().button(1, false);
   session.input().setModifiers(kCGEventFlagMaskShift | kCGEventFlagMaskCommand);
   session.input().setModifiers(kCGEventFlagMaskCommand);
-  EXPECT_EQ(seen, (std::vector<std::string>{"probe:5", "probe:3", "probe:7", "probe:4",
-                                            "probe:12", "probe:12", "probe:12"}));
+  EXPECT_EQ(seen, (std::vector<std::string>{"probe:5", "probe:3", "probe:7", "probe:4", "probe:12",
+                                            "probe:12", "probe:12"}));
   EXPECT_EQ(lines("deliver").back()["flags"], kCGEventFlagMaskCommand);
 }
 

@@ -28,7 +28,9 @@ struct BadScenario {
   const char* message;  // the whole error after "bad.json: "
 };
 
-void PrintTo(const BadScenario& b, std::ostream* os) { *os << b.text; }
+void PrintTo(const BadScenario& b, std::ostream* os) {
+  *os << b.text;
+}
 
 class ScenarioValidationTest : public ::testing::TestWithParam<BadScenario> {};
 
@@ -42,8 +44,9 @@ TEST_P(ScenarioValidationTest, RefusesWithFilePlaceAndReason) {
 }
 
 const BadScenario kBadScenarios[] = {
-    {R"({"name": "x",})", "line 1, column 14: syntax error while parsing object key - "
-                          "unexpected '}'; expected string literal"},
+    {R"({"name": "x",})",
+     "line 1, column 14: syntax error while parsing object key - "
+     "unexpected '}'; expected string literal"},
     {R"([])", "/: expected an object"},
     {R"({"nmae": "x"})", "/nmae: unknown key \"nmae\""},
     {R"({"prefs": {}})", "/prefs: \"prefs\" is not supported by this build yet"},
@@ -127,8 +130,8 @@ TEST(ScenarioTest, RegressionSetMatchesItsExpectedTraces) {
   int compared = 0;
   for (const auto& entry : fs::directory_iterator(VARSEL_SCENARIOS_DIR)) {
     if (entry.path().extension() != ".json") continue;
-    fs::path expected = entry.path().parent_path() / "expected" /
-                        (entry.path().stem().string() + ".jsonl");
+    fs::path expected =
+        entry.path().parent_path() / "expected" / (entry.path().stem().string() + ".jsonl");
     ASSERT_TRUE(fs::exists(expected)) << "no expected trace for " << entry.path();
     auto result = sim::runScenario(sim::loadScenario(entry.path().string()));
     EXPECT_EQ(sim::traceText(result.trace), readFile(expected)) << entry.path();
@@ -147,7 +150,8 @@ TEST(VarselSimTest, BadScenarioExitsNonZeroNamingFileAndPlaceAndRunsNothing) {
                         trace.string() + " >" + out.string() + " 2>" + err.string();
   int status = std::system(command.c_str());
   EXPECT_NE(status, 0);
-  EXPECT_EQ(readFile(err), "varsel-sim: " + bad.string() + ": /input/0/wheel/q: unknown key \"q\"\n");
+  EXPECT_EQ(readFile(err),
+            "varsel-sim: " + bad.string() + ": /input/0/wheel/q: unknown key \"q\"\n");
   EXPECT_EQ(readFile(out), "");
   EXPECT_FALSE(fs::exists(trace));
 }
@@ -156,8 +160,9 @@ TEST(VarselSimTest, RunWritesTheTraceAndPrintsASummary) {
   fs::path dir = fs::path(::testing::TempDir()) / "varsel-sim-run";
   fs::create_directories(dir);
   fs::path out = dir / "out.txt", trace = dir / "trace.jsonl";
-  std::string command = std::string(VARSEL_SIM) + " run " VARSEL_SCENARIOS_DIR
-                        "/passthrough.json --trace " + trace.string() + " >" + out.string();
+  std::string command = std::string(VARSEL_SIM) +
+                        " run " VARSEL_SCENARIOS_DIR "/passthrough.json --trace " + trace.string() +
+                        " >" + out.string();
   ASSERT_EQ(std::system(command.c_str()), 0);
   EXPECT_NE(readFile(out).find("delivered 51 events"), std::string::npos) << readFile(out);
   EXPECT_EQ(readFile(trace),

@@ -67,8 +67,7 @@ struct TimerLog {
 
 TEST_F(SchedulerTest, RepeatingTimerFiresAtFirstDateThenEachInterval) {
   TimerLog log{&session, {}, {}};
-  CFRunLoopTimerRef timer =
-      threads.timerCreate(session.absolute(3), 7, &TimerLog::callout, &log);
+  CFRunLoopTimerRef timer = threads.timerCreate(session.absolute(3), 7, &TimerLog::callout, &log);
   threads.addTimer(threads.getMain(), timer, RunLoopMode::kDefault);
   session.runUntil(24.5);
   EXPECT_EQ(log.fires, (std::vector<double>{3, 10, 17, 24}));

@@ -12,7 +12,7 @@ class StateTest : public ::testing::Test {
 };
 
 TEST_F(StateTest, StartingAModeEndsWheelScrollingButStoppingOneDoesNot) {
-  void (*const modeSetters[])(bool) = {state_setDoingGrab, state_setDoingVector,
+  void (*const modeSetters[])(bool) = {state_setDoingGrab,       state_setDoingVector,
                                        state_setDoingVectorWurl, state_setDoingHover,
                                        state_setDoingAutoScroll, state_setDoingAutoScrollWurl};
   for (auto set : modeSetters) {
@@ -48,8 +48,7 @@ TEST_F(StateTest, HoverNeedsAHoverableWindowAndNoOtherMode) {
   EXPECT_TRUE(state_canHover());
 
   void (*const blockers[])(bool) = {state_forceZonesVisible, state_setDraggingHoverZone,
-                                    state_setDoingVector, state_setDoingGrab,
-                                    state_setDoingCoast};
+                                    state_setDoingVector, state_setDoingGrab, state_setDoingCoast};
   for (auto block : blockers) {
     block(true);
     EXPECT_FALSE(state_canHover());

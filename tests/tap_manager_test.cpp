@@ -168,8 +168,8 @@ TEST_F(TapManagerTest, VAEventsRunOnTheEventThreadInOrderInAnAutoreleasePool) {
     lanes.push_back(session.scheduler().laneName(lane) + "/" + what);
   });
   state_setDoingWheel(true);
-  bgDelegate::postVAEvent(15);  // grab by URL
-  bgDelegate::postVAEvent(12);  // stop everything
+  bgDelegate::postVAEvent(15);      // grab by URL
+  bgDelegate::postVAEvent(12);      // stop everything
   EXPECT_TRUE(state_doingWheel());  // nothing runs before the event thread wakes
   agent.runUntil(session.elapsed());
   EXPECT_EQ(lanes, (std::vector<std::string>{"event/block"}));
@@ -177,8 +177,8 @@ TEST_F(TapManagerTest, VAEventsRunOnTheEventThreadInOrderInAnAutoreleasePool) {
   EXPECT_FALSE(state_doingGrabWurl());  // 15 then 12, in that order
 
   int depth = -1;
-  port::Block block = BlockWithAutoreleasePool(
-      [&] { depth = agent.session().threading().autoreleasePoolDepth(); });
+  port::Block block =
+      BlockWithAutoreleasePool([&] { depth = agent.session().threading().autoreleasePoolDepth(); });
   block();
   EXPECT_EQ(depth, 1);
   EXPECT_EQ(agent.session().threading().autoreleasePoolDepth(), 0);
@@ -205,7 +205,9 @@ struct StartupFailure {
   void (*inject)(vsession::Faults&);
 };
 
-void PrintTo(const StartupFailure& f, std::ostream* os) { *os << '"' << f.message << '"'; }
+void PrintTo(const StartupFailure& f, std::ostream* os) {
+  *os << '"' << f.message << '"';
+}
 
 class StartupFailureTest : public ::testing::TestWithParam<StartupFailure> {};
 

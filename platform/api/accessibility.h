@@ -34,8 +34,8 @@ struct AXURL {
   std::string absoluteString;
 };
 struct AXValue {
-  std::variant<std::monostate, bool, double, std::string, CGPoint, CGSize, CGRect,
-               AXUIElementRef, AXURL, std::shared_ptr<AXArray>>
+  std::variant<std::monostate, bool, double, std::string, CGPoint, CGSize, CGRect, AXUIElementRef,
+               AXURL, std::shared_ptr<AXArray>>
       value;
 };
 

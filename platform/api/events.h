@@ -29,8 +29,8 @@ using CGEventField = uint32_t;
 using CGEventTimestamp = uint64_t;  // nanoseconds
 using pid_t = int32_t;
 
-using CGEventTapCallBack = CGEventRef (*)(CGEventTapProxy proxy, CGEventType type,
-                                          CGEventRef event, void* userInfo);
+using CGEventTapCallBack = CGEventRef (*)(CGEventTapProxy proxy, CGEventType type, CGEventRef event,
+                                          void* userInfo);
 
 enum CGEventTapLocation : uint32_t {
   kCGHIDEventTap = 0,
@@ -73,7 +73,9 @@ inline constexpr CGEventType kNSEventTypeGesture = 29;
 inline constexpr CGEventType kCGEventTapDisabledByTimeout = 0xFFFFFFFE;
 inline constexpr CGEventType kCGEventTapDisabledByUserInput = 0xFFFFFFFF;
 
-constexpr CGEventMask CGEventMaskBit(CGEventType type) { return CGEventMask{1} << type; }
+constexpr CGEventMask CGEventMaskBit(CGEventType type) {
+  return CGEventMask{1} << type;
+}
 
 // CGEventField.
 inline constexpr CGEventField kCGMouseEventNumber = 0;
@@ -185,9 +187,9 @@ class CocoaEvents {
   virtual std::string_view charactersIgnoringModifiers(NSEventRef event) = 0;
   virtual CGPoint locationInWindow(NSEventRef event) = 0;
 
-  virtual CGPoint mouseLocation() = 0;            // +[NSEvent mouseLocation], Cocoa coordinates
-  virtual uint64_t currentModifierFlags() = 0;    // +[NSEvent modifierFlags]
-  virtual uint64_t pressedMouseButtons() = 0;     // +[NSEvent pressedMouseButtons]
+  virtual CGPoint mouseLocation() = 0;          // +[NSEvent mouseLocation], Cocoa coordinates
+  virtual uint64_t currentModifierFlags() = 0;  // +[NSEvent modifierFlags]
+  virtual uint64_t pressedMouseButtons() = 0;   // +[NSEvent pressedMouseButtons]
 };
 
 }  // namespace port

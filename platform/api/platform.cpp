@@ -6,8 +6,12 @@ namespace {
 Platform* sPlatform = nullptr;
 }
 
-void setPlatform(Platform* platform) { sPlatform = platform; }
+void setPlatform(Platform* platform) {
+  sPlatform = platform;
+}
 
-Platform& platform() { return *sPlatform; }
+Platform& platform() {
+  return *sPlatform;
+}
 
 }  // namespace port

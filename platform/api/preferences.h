@@ -22,8 +22,8 @@ struct PlistUid {
   uint64_t index = 0;
 };
 struct PlistValue {
-  std::variant<std::monostate, bool, int64_t, uint64_t, double, std::string, PlistData,
-               PlistUid, std::shared_ptr<PlistArray>, std::shared_ptr<PlistDict>>
+  std::variant<std::monostate, bool, int64_t, uint64_t, double, std::string, PlistData, PlistUid,
+               std::shared_ptr<PlistArray>, std::shared_ptr<PlistDict>>
       value;
 };
 

@@ -34,8 +34,8 @@ class WindowServer {
   virtual std::vector<CGRect> screenFrames() = 0;  // NSScreen screens, main screen first, Cocoa
   virtual void warpMouseCursorPosition(CGPoint quartzPoint) = 0;
   virtual void associateMouseAndMouseCursorPosition(bool connected) = 0;
-  virtual void hideCursor() = 0;    // CGDisplayHideCursor
-  virtual void showCursor() = 0;    // CGDisplayShowCursor
+  virtual void hideCursor() = 0;                    // CGDisplayHideCursor
+  virtual void showCursor() = 0;                    // CGDisplayShowCursor
   virtual void setCursor(SystemCursor cursor) = 0;  // -[NSCursor set]
   virtual CGPoint cursorHotSpot() = 0;  // the system cursor's hot spot (framebuffer memory)
 };

@@ -25,7 +25,7 @@ class Workspace {
   virtual ~Workspace() = default;
   virtual std::vector<RunningApplication> runningApplications() = 0;
   virtual std::optional<RunningApplication> applicationForPid(int32_t pid) = 0;
-  virtual int32_t frontProcessPid() = 0;  // 0 when none
+  virtual int32_t frontProcessPid() = 0;               // 0 when none
   virtual bool terminateApplication(int32_t pid) = 0;  // -[NSRunningApplication terminate]
 };
 

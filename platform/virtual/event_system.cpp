@@ -108,8 +108,8 @@ CGEventRef EventSystem::create(CGEventSourceRef source) {
 }
 
 CGEventRef EventSystem::createScrollWheelEvent2(CGEventSourceRef source, CGScrollEventUnit units,
-                                                uint32_t wheelCount, int32_t wheel1,
-                                                int32_t wheel2, int32_t) {
+                                                uint32_t wheelCount, int32_t wheel1, int32_t wheel2,
+                                                int32_t) {
   CGEventRef e = newEvent(kCGEventScrollWheel);
   stampSource(e, source);
   double axis[2] = {static_cast<double>(wheel1), wheelCount > 1 ? static_cast<double>(wheel2) : 0};
@@ -176,7 +176,9 @@ void EventSystem::postToPid(pid_t pid, CGEventRef e) {
   });
 }
 
-void EventSystem::dispatchHardware(CGEventRef event) { throughTaps(event); }
+void EventSystem::dispatchHardware(CGEventRef event) {
+  throughTaps(event);
+}
 
 void EventSystem::throughTaps(CGEventRef event) {
   // Taps made while an event is under way see the next event, not this one.
@@ -210,12 +212,9 @@ void EventSystem::throughTaps(CGEventRef event) {
 void EventSystem::deliver(CGEventRef e) {
   int32_t pid = isKeyboardType(e->type) ? world_.frontPid : world_.pidAt(e->location);
   if (VirtualApp* app = world_.app(pid)) ++app->eventsReceived;
-  TraceLine line = {{"pid", pid},
-                    {"type", e->type},
-                    {"x", e->location.x},
-                    {"y", e->location.y},
-                    {"flags", e->flags},
-                    {"user", e->integerFields[kCGEventSourceUserData]}};
+  TraceLine line = {{"pid", pid},         {"type", e->type},
+                    {"x", e->location.x}, {"y", e->location.y},
+                    {"flags", e->flags},  {"user", e->integerFields[kCGEventSourceUserData]}};
   if (e->type == kCGEventScrollWheel) {
     line["d1"] = e->integerFields[kCGScrollWheelEventDeltaAxis1];
     line["d2"] = e->integerFields[kCGScrollWheelEventDeltaAxis2];
@@ -273,21 +272,31 @@ void EventSystem::disableTap(CFMachPortRef tap, CGEventType reason) {
 
 uint32_t EventSystem::phase(NSEventRef e) {
   switch (record(e)->integerFields[kCGScrollWheelEventScrollPhase]) {
-    case 1: return kNSEventPhaseBegan;
-    case 2: return kNSEventPhaseChanged;
-    case 4: return kNSEventPhaseEnded;
-    case 8: return kNSEventPhaseCancelled;
-    case 128: return kNSEventPhaseMayBegin;
-    default: return kNSEventPhaseNone;
+    case 1:
+      return kNSEventPhaseBegan;
+    case 2:
+      return kNSEventPhaseChanged;
+    case 4:
+      return kNSEventPhaseEnded;
+    case 8:
+      return kNSEventPhaseCancelled;
+    case 128:
+      return kNSEventPhaseMayBegin;
+    default:
+      return kNSEventPhaseNone;
   }
 }
 
 uint32_t EventSystem::momentumPhase(NSEventRef e) {
   switch (record(e)->integerFields[kCGScrollWheelEventMomentumPhase]) {
-    case 1: return kNSEventPhaseBegan;
-    case 2: return kNSEventPhaseChanged;
-    case 3: return kNSEventPhaseEnded;
-    default: return kNSEventPhaseNone;
+    case 1:
+      return kNSEventPhaseBegan;
+    case 2:
+      return kNSEventPhaseChanged;
+    case 3:
+      return kNSEventPhaseEnded;
+    default:
+      return kNSEventPhaseNone;
   }
 }
 

@@ -100,7 +100,9 @@ class EventSystem final : public port::QuartzEvents, public port::CocoaEvents {
   uint64_t pressedMouseButtons() override { return world_.pressedButtons; }
 
  private:
-  static port::CGEventRef record(port::NSEventRef e) { return reinterpret_cast<port::CGEventRef>(e); }
+  static port::CGEventRef record(port::NSEventRef e) {
+    return reinterpret_cast<port::CGEventRef>(e);
+  }
   port::CGEventRef acquire();
   void stampSource(port::CGEventRef e, port::CGEventSourceRef source);
   // Passes `event` (one reference owned) through the session taps, then delivers it.

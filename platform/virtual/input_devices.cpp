@@ -16,11 +16,14 @@ constexpr ModifierKey kModifiers[] = {
 constexpr double kPixelsPerLine = 10;
 
 CGEventType downType(int button) {
-  return button == 0 ? kCGEventLeftMouseDown
-                     : button == 1 ? kCGEventRightMouseDown : kCGEventOtherMouseDown;
+  return button == 0   ? kCGEventLeftMouseDown
+         : button == 1 ? kCGEventRightMouseDown
+                       : kCGEventOtherMouseDown;
 }
 CGEventType upType(int button) {
-  return button == 0 ? kCGEventLeftMouseUp : button == 1 ? kCGEventRightMouseUp : kCGEventOtherMouseUp;
+  return button == 0   ? kCGEventLeftMouseUp
+         : button == 1 ? kCGEventRightMouseUp
+                       : kCGEventOtherMouseUp;
 }
 }  // namespace
 
@@ -50,8 +53,9 @@ void InputDevices::moveTo(CGPoint to) {
     }
   }
   if (dragged >= 0) {
-    type = dragged == 0 ? kCGEventLeftMouseDragged
-                        : dragged == 1 ? kCGEventRightMouseDragged : kCGEventOtherMouseDragged;
+    type = dragged == 0   ? kCGEventLeftMouseDragged
+           : dragged == 1 ? kCGEventRightMouseDragged
+                          : kCGEventOtherMouseDragged;
   }
   CGEventRef e = make(type);
   events_.setIntegerValueField(e, kCGMouseEventDeltaX,
@@ -100,7 +104,8 @@ void InputDevices::setModifiers(uint64_t flags) {
       bool held = world_.modifierFlags & m.mask;
       bool wanted = flags & m.mask;
       if (held == wanted || wanted != pressing) continue;
-      world_.modifierFlags = pressing ? world_.modifierFlags | m.mask : world_.modifierFlags & ~m.mask;
+      world_.modifierFlags =
+          pressing ? world_.modifierFlags | m.mask : world_.modifierFlags & ~m.mask;
       CGEventRef e = make(kCGEventFlagsChanged);
       events_.setIntegerValueField(e, kCGKeyboardEventKeycode, m.keycode);
       events_.dispatchHardware(e);

@@ -19,7 +19,9 @@ TaskId Scheduler::schedule(double due, LaneId lane, const char* what, port::Bloc
   return id;
 }
 
-void Scheduler::cancel(TaskId id) { cancelled_.insert(id); }
+void Scheduler::cancel(TaskId id) {
+  cancelled_.insert(id);
+}
 
 void Scheduler::runOnLane(LaneId lane, const char* what, void (*work)(void*), void* context) {
   LaneId outer = current_;

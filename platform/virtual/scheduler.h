@@ -7,8 +7,8 @@
 #include <cstdint>
 #include <functional>
 #include <queue>
-#include <type_traits>
 #include <string>
+#include <type_traits>
 #include <unordered_set>
 #include <vector>
 
@@ -40,8 +40,9 @@ class Scheduler {
   // Runs `work` on `lane` now, as one wake of that lane's thread.
   template <class F>
   void runOnLane(LaneId lane, const char* what, F&& work) {
-    runOnLane(lane, what, [](void* w) { (*static_cast<std::remove_reference_t<F>*>(w))(); },
-              static_cast<void*>(&work));
+    runOnLane(
+        lane, what, [](void* w) { (*static_cast<std::remove_reference_t<F>*>(w))(); },
+        static_cast<void*>(&work));
   }
   void runOnLane(LaneId lane, const char* what, void (*work)(void*), void* context);
 

@@ -121,9 +121,13 @@ void Threading::timerInvalidate(CFRunLoopTimerRef timer) {
   timer->task = 0;
 }
 
-bool Threading::timerIsValid(CFRunLoopTimerRef timer) { return timer && timer->valid; }
+bool Threading::timerIsValid(CFRunLoopTimerRef timer) {
+  return timer && timer->valid;
+}
 
-RunLoopSource* Threading::createSource() { return &sources_.emplace_back(); }
+RunLoopSource* Threading::createSource() {
+  return &sources_.emplace_back();
+}
 
 dispatch_queue_t Threading::queueCreate(const char* label) {
   return &queues_.emplace_back(DispatchQueue{scheduler_.createLane(label)});
@@ -146,7 +150,9 @@ void Threading::sleepForTimeInterval(CFTimeInterval seconds) {
   if (seconds > 0) scheduler_.advance(seconds);
 }
 
-NSLockRef Threading::lockCreate() { return &locks_.emplace_back(); }
+NSLockRef Threading::lockCreate() {
+  return &locks_.emplace_back();
+}
 
 // NSLock is not recursive: a second lock on one thread is a deadlock on the real system.
 void Threading::lock(NSLockRef lock) {

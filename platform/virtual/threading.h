@@ -69,8 +69,7 @@ class Threading final : public port::Clock,
                 port::RunLoopMode mode) override;
   void performBlock(port::CFRunLoopRef rl, port::RunLoopMode mode, port::Block block) override;
   void wakeUp(port::CFRunLoopRef rl) override;
-  port::CFRunLoopTimerRef timerCreate(port::CFAbsoluteTime fireDate,
-                                      port::CFTimeInterval interval,
+  port::CFRunLoopTimerRef timerCreate(port::CFAbsoluteTime fireDate, port::CFTimeInterval interval,
                                       port::CFRunLoopTimerCallBack callout, void* info) override;
   void timerSetNextFireDate(port::CFRunLoopTimerRef timer, port::CFAbsoluteTime fireDate) override;
   port::CFAbsoluteTime timerGetNextFireDate(port::CFRunLoopTimerRef timer) override;

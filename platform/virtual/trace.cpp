@@ -4,7 +4,9 @@
 
 namespace vsession {
 
-double Trace::relative(double now) const { return std::round((now - start_) * 1e6) / 1e6; }
+double Trace::relative(double now) const {
+  return std::round((now - start_) * 1e6) / 1e6;
+}
 
 void Trace::add(double now, const char* kind, TraceLine fields) {
   TraceLine line = TraceLine::object();

@@ -41,7 +41,9 @@ struct World {
   VirtualApp* app(int32_t pid);
   // The nearest point that lies on a screen: the cursor cannot leave the screens.
   port::CGPoint clampToScreens(port::CGPoint p) const;
-  port::CGPoint toCocoa(port::CGPoint quartz) const { return {quartz.x, mainScreenHeight() - quartz.y}; }
+  port::CGPoint toCocoa(port::CGPoint quartz) const {
+    return {quartz.x, mainScreenHeight() - quartz.y};
+  }
 };
 
 bool rectContains(const port::CGRect& r, port::CGPoint p);

@@ -74,7 +74,8 @@ void schedule(VirtualSession& session, const InputStep& step) {
           }
         } else if constexpr (std::is_same_v<T, KeyInput>) {
           bool down = action->down.value_or(true);
-          session.at(p->t, [&input, action, down] { input.key(action->chars, action->code, down); });
+          session.at(p->t,
+                     [&input, action, down] { input.key(action->chars, action->code, down); });
           if (!action->down) {
             session.at(p->t + 0.08,
                        [&input, action] { input.key(action->chars, action->code, false); });
@@ -89,19 +90,32 @@ void schedule(VirtualSession& session, const InputStep& step) {
 
 const char* typeName(int64_t type) {
   switch (type) {
-    case kCGEventLeftMouseDown: case kCGEventRightMouseDown: case kCGEventOtherMouseDown:
+    case kCGEventLeftMouseDown:
+    case kCGEventRightMouseDown:
+    case kCGEventOtherMouseDown:
       return "button down";
-    case kCGEventLeftMouseUp: case kCGEventRightMouseUp: case kCGEventOtherMouseUp:
+    case kCGEventLeftMouseUp:
+    case kCGEventRightMouseUp:
+    case kCGEventOtherMouseUp:
       return "button up";
-    case kCGEventMouseMoved: return "mouse moved";
-    case kCGEventLeftMouseDragged: case kCGEventRightMouseDragged: case kCGEventOtherMouseDragged:
+    case kCGEventMouseMoved:
+      return "mouse moved";
+    case kCGEventLeftMouseDragged:
+    case kCGEventRightMouseDragged:
+    case kCGEventOtherMouseDragged:
       return "dragged";
-    case kCGEventKeyDown: return "key down";
-    case kCGEventKeyUp: return "key up";
-    case kCGEventFlagsChanged: return "flags changed";
-    case kCGEventScrollWheel: return "scroll wheel";
-    case kNSEventTypeGesture: return "gesture";
-    default: return "other";
+    case kCGEventKeyDown:
+      return "key down";
+    case kCGEventKeyUp:
+      return "key up";
+    case kCGEventFlagsChanged:
+      return "flags changed";
+    case kCGEventScrollWheel:
+      return "scroll wheel";
+    case kNSEventTypeGesture:
+      return "gesture";
+    default:
+      return "other";
   }
 }
 

@@ -11,8 +11,8 @@
 namespace sim {
 
 struct RunOptions {
-  bool wakes = false;       // record every wake of the agent's threads
-  bool startAgent = true;   // false: the bare session, a baseline to compare the agent with
+  bool wakes = false;      // record every wake of the agent's threads
+  bool startAgent = true;  // false: the bare session, a baseline to compare the agent with
 };
 
 struct RunResult {

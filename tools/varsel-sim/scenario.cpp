@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <initializer_list>
-#include <cstdio>
-#include <cstdlib>
 #include <set>
 #include <sstream>
 
@@ -23,9 +23,12 @@ using json = nlohmann::json;
 std::string escapePointerToken(const std::string& key) {
   std::string out;
   for (char c : key) {
-    if (c == '~') out += "~0";
-    else if (c == '/') out += "~1";
-    else out += c;
+    if (c == '~')
+      out += "~0";
+    else if (c == '/')
+      out += "~1";
+    else
+      out += c;
   }
   return out;
 }
@@ -162,8 +165,8 @@ ScenarioApp readApp(const Node& node) {
 }
 
 InputStep readInput(const Node& node) {
-  static constexpr std::initializer_list<const char*> kKinds = {"wheel", "move", "modifiers",
-                                                                "button", "key", "event"};
+  static constexpr std::initializer_list<const char*> kKinds = {"wheel",  "move", "modifiers",
+                                                                "button", "key",  "event"};
   node.expectObject({"t", "wheel", "move", "modifiers", "button", "key", "event"},
                     {"trackpad", "swipe", "url", "pane"});
   InputStep step;
@@ -273,8 +276,8 @@ Scenario parseScenario(const std::string& text, const std::string& file) {
 
   Scenario s;
   s.file = file;
-  s.name = root.has("name") ? root.at("name").string()
-                            : std::filesystem::path(file).stem().string();
+  s.name =
+      root.has("name") ? root.at("name").string() : std::filesystem::path(file).stem().string();
   if (root.has("system")) {
     Node system = root.at("system");
     system.expectObject({"version"}, {"scrollWheelScaling", "accessibility",
