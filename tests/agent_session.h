@@ -50,11 +50,7 @@ class AgentSession {
   void at(double t, port::Block action) { session_.at(t, std::move(action)); }
 
   std::vector<vsession::TraceLine> linesOfKind(const std::string& kind) const {
-    std::vector<vsession::TraceLine> out;
-    for (const auto& line : session_.trace().lines()) {
-      if (line["kind"] == kind) out.push_back(line);
-    }
-    return out;
+    return vsession::linesOfKind(session_.trace().lines(), kind);
   }
 
  private:

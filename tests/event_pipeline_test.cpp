@@ -57,11 +57,7 @@ class PipelineTest : public ::testing::Test {
   }
 
   std::vector<vsession::TraceLine> lines(const std::string& kind) {
-    std::vector<vsession::TraceLine> out;
-    for (const auto& line : session.trace().lines()) {
-      if (line["kind"] == kind) out.push_back(line);
-    }
-    return out;
+    return vsession::linesOfKind(session.trace().lines(), kind);
   }
 
   vsession::VirtualSession session;

@@ -99,29 +99,20 @@ TEST(ScenarioTest, SameScenarioGivesTheSameTraceEveryRun) {
   EXPECT_EQ(first, second);
 }
 
-std::vector<vsession::TraceLine> ofKind(const std::vector<vsession::TraceLine>& trace,
-                                        const std::string& kind) {
-  std::vector<vsession::TraceLine> out;
-  for (const auto& line : trace) {
-    if (line["kind"] == kind) out.push_back(line);
-  }
-  return out;
-}
-
 // Until the features that rewrite events arrive, the agent sees every event and changes
 // none: the applications get exactly what they get without it.
 TEST(ScenarioTest, AgentPassesMovesClicksTypingAndWheelTicksUnchanged) {
   sim::Scenario s = sim::loadScenario(VARSEL_SCENARIOS_DIR "/passthrough.json");
   auto withAgent = sim::runScenario(s, {.wakes = true}).trace;
   auto without = sim::runScenario(s, {.wakes = true, .startAgent = false}).trace;
-  auto delivered = ofKind(withAgent, "deliver");
-  EXPECT_EQ(delivered, ofKind(without, "deliver"));
-  EXPECT_TRUE(ofKind(withAgent, "swallow").empty());
+  auto delivered = vsession::linesOfKind(withAgent, "deliver");
+  EXPECT_EQ(delivered, vsession::linesOfKind(without, "deliver"));
+  EXPECT_TRUE(vsession::linesOfKind(withAgent, "swallow").empty());
   // Every event of a type the agent taps did pass through its taps; tablet proximity (24)
   // is in none of their masks.
   int tapped = 0, tapWakes = 0;
   for (const auto& d : delivered) tapped += d["type"] != 24;
-  for (const auto& w : ofKind(withAgent, "wake")) tapWakes += w["what"] == "tap";
+  for (const auto& w : vsession::linesOfKind(withAgent, "wake")) tapWakes += w["what"] == "tap";
   EXPECT_EQ(tapWakes, tapped);
   EXPECT_EQ(delivered.size(), 51u);
 }

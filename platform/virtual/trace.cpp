@@ -20,4 +20,12 @@ void Trace::write(std::ostream& out) const {
   for (const TraceLine& line : lines_) out << line.dump() << '\n';
 }
 
+std::vector<TraceLine> linesOfKind(const std::vector<TraceLine>& lines, const std::string& kind) {
+  std::vector<TraceLine> out;
+  for (const TraceLine& line : lines) {
+    if (line["kind"] == kind) out.push_back(line);
+  }
+  return out;
+}
+
 }  // namespace vsession

@@ -29,4 +29,7 @@ class Trace {
   std::vector<TraceLine> lines_;
 };
 
+// The lines of one kind, in order.
+std::vector<TraceLine> linesOfKind(const std::vector<TraceLine>& lines, const std::string& kind);
+
 }  // namespace vsession
