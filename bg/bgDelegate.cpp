@@ -44,8 +44,9 @@ CGEventRef bgDelegate::eventForEventOnMain(CGEventRef event) {
   return VAevent::eventForEvent_bars_window(event, nullptr, nullptr);
 }
 
+// Before start-up has made the tap manager there is no event thread to wake: nothing to do.
 void bgDelegate::postVAEvent(int kind) {
-  s.sTapMgr->postVAEvent(kind);
+  if (s.sTapMgr) s.sTapMgr->postVAEvent(kind);
 }
 
 void bgDelegate::handleVAEvent(int kind) {

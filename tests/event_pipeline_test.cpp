@@ -147,8 +147,10 @@ TEST_F(PipelineTest, SystemDisablingATapTellsItsCallbackWhy) {
 }
 
 TEST_F(PipelineTest, PostedEventsPassTheSessionTapsAgainLaterAnnotatedOnesDoNot) {
-  TapProbe probe{"probe"};
+  TapProbe probe{"probe"}, hid{"hid"};
   addTap(probe, CGEventMaskBit(kCGEventScrollWheel));
+  addTap(hid, CGEventMaskBit(kCGEventScrollWheel), kCGHeadInsertEventTap, kCGEventTapOptionDefault,
+         kCGHIDEventTap);
   CGEventSourceRef source = events.sourceCreate(kCGEventSourceStatePrivate);
   events.sourceSetUserData(source, 0xA9FF0001);
   CGEventRef posted = events.createScrollWheelEvent2(source, kCGScrollEventUnitPixel, 1, -30, 0, 0);

@@ -184,6 +184,14 @@ TEST_F(TapManagerTest, VAEventsRunOnTheEventThreadInOrderInAnAutoreleasePool) {
   EXPECT_EQ(agent.session().threading().autoreleasePoolDepth(), 0);
 }
 
+TEST(TapManagerBeforeStartTest, VAEventPostedBeforeStartUpIsDropped) {
+  AgentSession agent(testing_support::twoWindowConfig(), false);
+  state_setDoingGrabWurl(true);
+  bgDelegate::postVAEvent(12);
+  agent.runUntil(1);
+  EXPECT_TRUE(state_doingGrabWurl());
+}
+
 TEST(TWptrSetTest, HoldsPointersByIdentityWithOrWithoutItsLock) {
   AgentSession agent;
   int a = 0, b = 0;

@@ -151,9 +151,9 @@ void EventSystem::sourceSetUserData(CGEventSourceRef source, int64_t userData) {
   if (source) source->userData = userData;
 }
 
-// A posted event enters the event stream after whatever is being handled now. Events
-// posted at the HID or session level pass the session taps again, the poster's own
-// included; annotated-session posts go straight to the application.
+// A posted event enters the event stream after whatever is being handled now, at the level
+// it was posted to: a HID post passes every tap, a session post the session taps (the
+// poster's own included), an annotated-session post goes straight to the application.
 void EventSystem::post(CGEventTapLocation location, CGEventRef e) {
   if (!e) return;
   retain(e);
@@ -162,7 +162,7 @@ void EventSystem::post(CGEventTapLocation location, CGEventRef e) {
       deliver(e);
       release(e);
     } else {
-      throughTaps(e);
+      throughTaps(e, location);
     }
   });
 }
@@ -177,15 +177,15 @@ void EventSystem::postToPid(pid_t pid, CGEventRef e) {
 }
 
 void EventSystem::dispatchHardware(CGEventRef event) {
-  throughTaps(event);
+  throughTaps(event, kCGHIDEventTap);
 }
 
-void EventSystem::throughTaps(CGEventRef event) {
+void EventSystem::throughTaps(CGEventRef event, CGEventTapLocation entry) {
   // Taps made while an event is under way see the next event, not this one.
   const std::vector<MachPort*> taps = order_;
   for (MachPort* tap : taps) {
-    if (!tap->enabled || !(tap->mask & CGEventMaskBit(event->type)) || !tap->source ||
-        !tap->source->loop) {
+    if (tap->location < entry || !tap->enabled || !(tap->mask & CGEventMaskBit(event->type)) ||
+        !tap->source || !tap->source->loop) {
       continue;
     }
     CGEventRef result = nullptr;

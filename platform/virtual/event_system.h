@@ -105,8 +105,8 @@ class EventSystem final : public port::QuartzEvents, public port::CocoaEvents {
   }
   port::CGEventRef acquire();
   void stampSource(port::CGEventRef e, port::CGEventSourceRef source);
-  // Passes `event` (one reference owned) through the session taps, then delivers it.
-  void throughTaps(port::CGEventRef event);
+  // Passes `event` (one reference owned) through the taps from `entry` on, then delivers it.
+  void throughTaps(port::CGEventRef event, port::CGEventTapLocation entry);
   void deliver(port::CGEventRef event);
 
   Scheduler& scheduler_;
