@@ -8,6 +8,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -20,12 +21,52 @@ using PlistDict = std::map<std::string, PlistValue>;
 using PlistData = std::vector<uint8_t>;
 struct PlistUid {
   uint64_t index = 0;
+  friend bool operator==(const PlistUid&, const PlistUid&) = default;
 };
+struct PlistDate {
+  double seconds = 0;  // since 1 Jan 2001
+  friend bool operator==(const PlistDate&, const PlistDate&) = default;
+};
+
 struct PlistValue {
-  std::variant<std::monostate, bool, int64_t, uint64_t, double, std::string, PlistData, PlistUid,
+  std::variant<std::monostate, bool, int64_t, double, std::string, PlistData, PlistDate, PlistUid,
                std::shared_ptr<PlistArray>, std::shared_ptr<PlistDict>>
       value;
+
+  // Values are written as literals: implicit on purpose.
+  PlistValue() = default;
+  PlistValue(bool v) : value(v) {}
+  PlistValue(int v) : value(int64_t{v}) {}
+  PlistValue(int64_t v) : value(v) {}
+  PlistValue(double v) : value(v) {}
+  PlistValue(std::string v) : value(std::move(v)) {}
+  PlistValue(const char* v) : value(std::string(v)) {}
+  PlistValue(PlistData v) : value(std::move(v)) {}
+  PlistValue(PlistDate v) : value(v) {}
+  PlistValue(PlistUid v) : value(v) {}
+  PlistValue(PlistArray v) : value(std::make_shared<PlistArray>(std::move(v))) {}
+  PlistValue(PlistDict v) : value(std::make_shared<PlistDict>(std::move(v))) {}
+
+  const PlistDict* dict() const {
+    auto* p = std::get_if<std::shared_ptr<PlistDict>>(&value);
+    return p ? p->get() : nullptr;
+  }
+  const PlistArray* array() const {
+    auto* p = std::get_if<std::shared_ptr<PlistArray>>(&value);
+    return p ? p->get() : nullptr;
+  }
+  const std::string* string() const { return std::get_if<std::string>(&value); }
+  const PlistData* data() const { return std::get_if<PlistData>(&value); }
+  bool isNull() const { return std::holds_alternative<std::monostate>(value); }
 };
+
+// Deep equality: containers compare by content.
+inline bool operator==(const PlistValue& a, const PlistValue& b) {
+  if (a.value.index() != b.value.index()) return false;
+  if (const PlistDict* d = a.dict()) return *d == *b.dict();
+  if (const PlistArray* r = a.array()) return *r == *b.array();
+  return a.value == b.value;
+}
 
 struct SystemVersion {
   int major = 0;
