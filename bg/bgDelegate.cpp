@@ -21,6 +21,7 @@ void bgDelegate_reset() {
 }
 
 void bgDelegate::applicationDidFinishLaunching() {
+  s.preferences.startPrefs();
   event_initPrefs();
   Dispatch& dispatch = *platform().dispatch;
   dispatch.async(dispatch.getMainQueue(), [] { finishStartup(); });

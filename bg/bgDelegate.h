@@ -3,13 +3,15 @@
 #pragma once
 
 #include "VAux.h"
+#include "bgprefs.h"
 #include "platform/api/events.h"
 
 class VAtapMgr;
 
 class bgDelegate {
  public:
-  // Launch: gives the modules their settings, then finishes start-up on the main queue.
+  // Launch: reads the settings, gives the modules their pointer to them, then finishes
+  // start-up on the main queue.
   static void applicationDidFinishLaunching();
   // Creates the bars lock and the tap manager (its taps and the event thread).
   static void finishStartup();
@@ -27,6 +29,7 @@ class bgDelegate {
 };
 
 struct bgDelegateStatics {
+  bgprefs preferences;  // the delegate's preferences object
   VAtapMgr* sTapMgr = nullptr;
   port::NSLockRef eventThreadBarsLock = nullptr;
   Bars bars;

@@ -1,5 +1,6 @@
 #include "main.h"
 
+#include "Commonprefs.h"
 #include "VAevent.h"
 #include "VAstate.h"
 #include "VAtapMgr.h"
@@ -12,4 +13,5 @@ void agent_resetModules() {
   VAevent_reset();
   VAstate_reset();
   bgprefs_reset();
+  Commonprefs_reset();
 }

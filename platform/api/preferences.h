@@ -101,6 +101,8 @@ class Files {
   virtual ~Files() = default;
   virtual std::string homeDirectory() = 0;
   virtual std::string libraryDirectory() = 0;  // ~/Library
+  // FSFindFolder in the user domain without creating the folder, as a POSIX path.
+  virtual std::optional<std::string> findFolder(uint32_t folderType) = 0;
   virtual bool fileExists(const std::string& path) = 0;
   virtual std::optional<std::vector<uint8_t>> readFile(const std::string& path) = 0;
   virtual bool writeFileAtomically(const std::string& path, const std::vector<uint8_t>& bytes) = 0;

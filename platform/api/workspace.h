@@ -1,6 +1,6 @@
-// Workspace and processes: NSWorkspace running applications, NSRunningApplication,
-// the front process (GetFrontProcess), process information with the classic creator
-// code, the agent's own process and user, and NSApplication's terminate request.
+// Workspace and processes: NSWorkspace running applications, the classic process
+// information (type and creator codes), the front process (GetFrontProcess), the agent's own
+// process, user and bundle, and NSApplication's terminate request.
 #pragma once
 
 #include <cstdint>
@@ -10,21 +10,28 @@
 
 namespace port {
 
+// -[NSWorkspace runningApplications]: what each NSRunningApplication tells. Absent values
+// are nil there.
 struct RunningApplication {
   int32_t pid = 0;
-  std::string bundleIdentifier;
-  std::string localizedName;
-  std::string processName;
-  std::string bundlePath;
-  std::string executablePath;
-  uint32_t creator = 0;  // four-character creator code, 0 when none
+  std::optional<std::string> bundleIdentifier;
+  std::optional<std::string> localizedName;
+  std::optional<std::string> bundlePath;
+  std::optional<std::string> executablePath;
+};
+
+// GetProcessForPID with GetProcessInformation: the classic process record.
+struct ProcessInformation {
+  std::optional<std::string> name;
+  uint32_t fileType = 0;  // four-character code, 'APPL' for applications
+  uint32_t creator = 0;   // four-character code
 };
 
 class Workspace {
  public:
   virtual ~Workspace() = default;
   virtual std::vector<RunningApplication> runningApplications() = 0;
-  virtual std::optional<RunningApplication> applicationForPid(int32_t pid) = 0;
+  virtual std::optional<ProcessInformation> processInformation(int32_t pid) = 0;
   virtual int32_t frontProcessPid() = 0;               // 0 when none
   virtual bool terminateApplication(int32_t pid) = 0;  // -[NSRunningApplication terminate]
 };
@@ -36,8 +43,11 @@ class Application {
   virtual void terminate() = 0;  // -[NSApplication terminate:] with a nil sender
   virtual int32_t processIdentifier() = 0;
   virtual uint32_t userId() = 0;
+  virtual std::string bundleIdentifier() = 0;  // of the main bundle
   virtual std::string bundlePath() = 0;
   virtual std::string resourcePath() = 0;
+  // +[NSBundle bundleWithIdentifier:]'s path; nullopt when no such bundle is loaded or known.
+  virtual std::optional<std::string> bundlePathWithIdentifier(const std::string& identifier) = 0;
 };
 
 }  // namespace port

@@ -1,9 +1,23 @@
 #include "session.h"
 
+#include <stdlib.h>
+
+#include <system_error>
+
 namespace vsession {
+
+namespace {
+std::filesystem::path freshHome() {
+  std::string pattern = (std::filesystem::temp_directory_path() / "varsel-home-XXXXXX").string();
+  if (!mkdtemp(pattern.data())) return std::filesystem::temp_directory_path() / "varsel-home";
+  return pattern;
+}
+}  // namespace
 
 VirtualSession::VirtualSession(const SessionConfig& config)
     : config_(config),
+      home_(config.home ? *config.home : freshHome()),
+      ownsHome_(!config.home),
       scheduler_(config.startTime),
       trace_(config.startTime),
       threading_(scheduler_, faults_),
@@ -29,7 +43,17 @@ VirtualSession::VirtualSession(const SessionConfig& config)
   platform_.quartz = &events_;
   platform_.cocoa = &events_;
   platform_.application = &app_;
+  platform_.preferences = &preferences_;
+  platform_.keyedArchiver = &archiver_;
+  platform_.files = &files_;
+  platform_.systemFacts = &systemFacts_;
+  platform_.workspace = &workspace_;
   platform_.systemLog = &log_;
+}
+
+VirtualSession::~VirtualSession() {
+  std::error_code ignored;
+  if (ownsHome_) std::filesystem::remove_all(home_, ignored);
 }
 
 void VirtualSession::at(double seconds, port::Block action) {
@@ -47,6 +71,13 @@ void VirtualSession::AppPort::terminate() {
 
 std::string VirtualSession::AppPort::bundlePath() {
   return "/Library/PreferencePanes/Varsel.prefPane/Contents/Resources/Varsel Agent.app";
+}
+
+std::optional<std::string> VirtualSession::AppPort::bundlePathWithIdentifier(
+    const std::string& identifier) {
+  if (identifier == bundleIdentifier()) return bundlePath();
+  if (identifier == "com.tarnwick.varsel4") return "/Library/PreferencePanes/Varsel.prefPane";
+  return std::nullopt;
 }
 
 void VirtualSession::LogPort::log(std::string_view message) {

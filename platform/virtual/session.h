@@ -3,7 +3,9 @@
 // Everything runs in virtual time; the same inputs always give the same trace.
 #pragma once
 
+#include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -12,6 +14,7 @@
 #include "input_devices.h"
 #include "platform/api/platform.h"
 #include "scheduler.h"
+#include "system_services.h"
 #include "threading.h"
 #include "trace.h"
 #include "world.h"
@@ -31,12 +34,16 @@ struct SessionConfig {
   int32_t agentPid = 400;
   uint32_t userId = 501;
   port::SystemVersion systemVersion{10, 15, 7};
+  std::optional<double> scrollWheelScaling;
+  // The user's home folder; a fresh temporary one, removed afterwards, when not given.
+  std::optional<std::filesystem::path> home;
   bool recordWakes = false;
 };
 
 class VirtualSession {
  public:
   explicit VirtualSession(const SessionConfig& config = {});
+  ~VirtualSession();
   VirtualSession(const VirtualSession&) = delete;
   VirtualSession& operator=(const VirtualSession&) = delete;
 
@@ -50,6 +57,8 @@ class VirtualSession {
   const Trace& trace() const { return trace_; }
   Faults& faults() { return faults_; }
   const std::vector<std::string>& logLines() const { return logLines_; }
+  VirtualPreferences& preferences() { return preferences_; }
+  const std::filesystem::path& home() const { return home_; }
 
   // Virtual seconds since the session started, and the absolute time of such a moment.
   double elapsed() const { return scheduler_.now() - scheduler_.startTime(); }
@@ -68,8 +77,10 @@ class VirtualSession {
     void terminate() override;
     int32_t processIdentifier() override { return s_.config_.agentPid; }
     uint32_t userId() override { return s_.config_.userId; }
+    std::string bundleIdentifier() override { return "com.tarnwick.varsel4b"; }
     std::string bundlePath() override;
     std::string resourcePath() override { return bundlePath() + "/Contents/Resources"; }
+    std::optional<std::string> bundlePathWithIdentifier(const std::string& identifier) override;
 
    private:
     VirtualSession& s_;
@@ -85,6 +96,8 @@ class VirtualSession {
   };
 
   SessionConfig config_;
+  std::filesystem::path home_;
+  bool ownsHome_ = false;
   Faults faults_;
   Scheduler scheduler_;
   World world_;
@@ -92,6 +105,11 @@ class VirtualSession {
   Threading threading_;
   EventSystem events_;
   InputDevices input_;
+  VirtualPreferences preferences_{home_};
+  VirtualArchiver archiver_;
+  VirtualFiles files_{home_};
+  VirtualSystemFacts systemFacts_{config_.systemVersion, config_.scrollWheelScaling};
+  VirtualWorkspace workspace_{world_};
   AppPort app_{*this};
   LogPort log_{*this};
   port::Platform platform_;

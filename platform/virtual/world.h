@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -21,9 +22,16 @@ struct VirtualWindow {
 
 struct VirtualApp {
   int32_t pid = 0;
-  std::string bundleIdentifier;
-  std::string name;
+  std::optional<std::string> bundleIdentifier;
+  std::optional<std::string> name;  // localised
+  std::string processName;
+  std::optional<std::string> bundlePath;
+  std::optional<std::string> executablePath;
+  uint32_t fileType = 0x4150504C;  // 'APPL'
+  uint32_t creator = 0x3F3F3F3F;   // '????', what modern applications report
   uint64_t eventsReceived = 0;
+
+  std::string displayName() const { return name.value_or(bundleIdentifier.value_or(processName)); }
 };
 
 struct World {

@@ -34,7 +34,13 @@ vsession::SessionConfig configFor(const Scenario& s, const RunOptions& options) 
       }
     }
   }
-  for (const ScenarioApp& app : s.apps) config.apps.push_back({app.pid, app.bundle, app.name, 0});
+  for (const ScenarioApp& app : s.apps) {
+    vsession::VirtualApp v;
+    v.pid = app.pid;
+    if (!app.bundle.empty()) v.bundleIdentifier = app.bundle;
+    if (!app.name.empty()) v.name = app.name;
+    config.apps.push_back(v);
+  }
   return config;
 }
 
@@ -147,8 +153,8 @@ std::string summarize(const Scenario& s, const RunResult& result, VirtualSession
   }
   out << "\n  swallowed " << swallowed << "\n";
   for (const vsession::VirtualApp& app : session.world().apps) {
-    out << "  " << (app.name.empty() ? app.bundleIdentifier : app.name) << " (pid " << app.pid
-        << ") received " << app.eventsReceived << "\n";
+    out << "  " << app.displayName() << " (pid " << app.pid << ") received " << app.eventsReceived
+        << "\n";
   }
   out << "  agent state changes: " << stateChanges << "\n";
   out << "  logged: " << (logs.empty() ? "nothing" : "") << "\n";

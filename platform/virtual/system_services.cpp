@@ -1,0 +1,167 @@
+#include "system_services.h"
+
+#include <algorithm>
+#include <fstream>
+#include <iterator>
+#include <system_error>
+
+#include "keyed_archive.h"
+#include "plist_codec.h"
+
+namespace vsession {
+
+namespace fs = std::filesystem;
+using namespace port;
+
+std::optional<std::vector<uint8_t>> readWholeFile(const fs::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  if (!in) return std::nullopt;
+  return std::vector<uint8_t>(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+// Written beside the target and renamed over it, so a reader never sees half a file.
+bool writeWholeFile(const fs::path& path, const std::vector<uint8_t>& bytes) {
+  std::error_code error;
+  fs::create_directories(path.parent_path(), error);
+  fs::path partial = path;
+  partial += ".partial";
+  {
+    std::ofstream out(partial, std::ios::binary | std::ios::trunc);
+    out.write(reinterpret_cast<const char*>(bytes.data()),
+              static_cast<std::streamsize>(bytes.size()));
+    if (!out) return false;
+  }
+  fs::rename(partial, path, error);
+  return !error;
+}
+
+VirtualPreferences::Domain& VirtualPreferences::load(const std::string& domain) {
+  Domain& d = domains_[domain];
+  if (!d.loaded) {
+    d.loaded = true;
+    d.values.clear();
+    // A file that is not a dictionary property list holds no values, as for cfprefsd.
+    if (auto bytes = readWholeFile(domainFile(domain))) {
+      PlistRead read = readPlist(*bytes);
+      if (read.value && read.value->dict()) d.values = *read.value->dict();
+    }
+  }
+  return d;
+}
+
+std::optional<PlistValue> VirtualPreferences::copyAppValue(const std::string& key,
+                                                           const std::string& domain) {
+  Domain& d = load(domain);
+  auto found = d.values.find(key);
+  if (found == d.values.end()) return std::nullopt;
+  return found->second;
+}
+
+void VirtualPreferences::setAppValue(const std::string& key, const std::optional<PlistValue>& value,
+                                     const std::string& domain) {
+  Domain& d = load(domain);
+  if (value) {
+    d.values[key] = *value;
+  } else {
+    d.values.erase(key);
+  }
+  d.dirty = true;
+}
+
+bool VirtualPreferences::appSynchronize(const std::string& domain) {
+  Domain& d = load(domain);
+  bool written = true;
+  if (d.dirty) {
+    written = writeWholeFile(domainFile(domain), writeBinaryPlist(PlistValue(d.values)));
+    d.dirty = false;
+  }
+  d.loaded = false;
+  load(domain);
+  return written;
+}
+
+std::vector<std::string> VirtualPreferences::copyKeyList(const std::string& domain) {
+  std::vector<std::string> keys;
+  for (const auto& [key, _] : load(domain).values) keys.push_back(key);
+  return keys;
+}
+
+PlistData VirtualArchiver::archivedDataWithRootObject(const PlistValue& root) {
+  return archive(root);
+}
+
+std::optional<PlistValue> VirtualArchiver::unarchiveObjectWithData(const PlistData& data) {
+  return unarchive(data, ForeignClasses::kRefuse).value;
+}
+
+std::optional<std::string> VirtualFiles::findFolder(uint32_t folderType) {
+  constexpr uint32_t kPreferencesFolder = 0x70726566;  // 'pref'
+  if (folderType != kPreferencesFolder) return std::nullopt;
+  fs::path folder = home_ / "Library" / "Preferences";
+  std::error_code error;
+  if (!fs::is_directory(folder, error)) return std::nullopt;
+  return folder.string();
+}
+
+bool VirtualFiles::fileExists(const std::string& path) {
+  std::error_code error;
+  return fs::exists(path, error);
+}
+
+std::optional<std::vector<uint8_t>> VirtualFiles::readFile(const std::string& path) {
+  return readWholeFile(path);
+}
+
+bool VirtualFiles::writeFileAtomically(const std::string& path, const std::vector<uint8_t>& bytes) {
+  return writeWholeFile(path, bytes);
+}
+
+bool VirtualFiles::createDirectory(const std::string& path) {
+  std::error_code error;
+  fs::create_directories(path, error);
+  return !error;
+}
+
+bool VirtualFiles::removeItem(const std::string& path) {
+  std::error_code error;
+  return fs::remove_all(path, error) > 0 && !error;
+}
+
+std::vector<std::string> VirtualFiles::contentsOfDirectory(const std::string& path) {
+  std::vector<std::string> names;
+  std::error_code error;
+  for (const auto& entry : fs::directory_iterator(path, error)) {
+    names.push_back(entry.path().filename().string());
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+std::vector<RunningApplication> VirtualWorkspace::runningApplications() {
+  std::vector<RunningApplication> apps;
+  for (const VirtualApp& app : world_.apps) {
+    apps.push_back({app.pid, app.bundleIdentifier, app.name, app.bundlePath, app.executablePath});
+  }
+  return apps;
+}
+
+std::optional<ProcessInformation> VirtualWorkspace::processInformation(int32_t pid) {
+  const VirtualApp* app = world_.app(pid);
+  if (!app) return std::nullopt;
+  ProcessInformation info;
+  if (!app->processName.empty()) info.name = app->processName;
+  info.fileType = app->fileType;
+  info.creator = app->creator;
+  return info;
+}
+
+bool VirtualWorkspace::terminateApplication(int32_t pid) {
+  auto app = std::find_if(world_.apps.begin(), world_.apps.end(),
+                          [pid](const VirtualApp& a) { return a.pid == pid; });
+  if (app == world_.apps.end()) return false;
+  world_.apps.erase(app);
+  std::erase_if(world_.windows, [pid](const VirtualWindow& w) { return w.pid == pid; });
+  return true;
+}
+
+}  // namespace vsession

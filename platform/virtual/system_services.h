@@ -1,0 +1,97 @@
+// The virtual session's preferences, keyed archiver, files, system facts and workspace. The
+// preferences domain is a real binary property list under the session's home,
+// Library/Preferences/<domain>.plist, as macOS keeps it.
+#pragma once
+
+#include <filesystem>
+#include <map>
+#include <optional>
+#include <string>
+
+#include "platform/api/preferences.h"
+#include "platform/api/workspace.h"
+#include "world.h"
+
+namespace vsession {
+
+class VirtualPreferences final : public port::Preferences {
+ public:
+  explicit VirtualPreferences(std::filesystem::path home) : home_(std::move(home)) {}
+
+  std::filesystem::path domainFile(const std::string& domain) const {
+    return home_ / "Library" / "Preferences" / (domain + ".plist");
+  }
+
+  std::optional<port::PlistValue> copyAppValue(const std::string& key,
+                                               const std::string& domain) override;
+  void setAppValue(const std::string& key, const std::optional<port::PlistValue>& value,
+                   const std::string& domain) override;
+  // Writes what was set to the file, then reads the file again, as other programs may have
+  // written it.
+  bool appSynchronize(const std::string& domain) override;
+  std::vector<std::string> copyKeyList(const std::string& domain) override;
+
+ private:
+  struct Domain {
+    bool loaded = false;
+    bool dirty = false;
+    port::PlistDict values;
+  };
+  Domain& load(const std::string& domain);
+
+  std::filesystem::path home_;
+  std::map<std::string, Domain> domains_;
+};
+
+class VirtualArchiver final : public port::KeyedArchiver {
+ public:
+  port::PlistData archivedDataWithRootObject(const port::PlistValue& root) override;
+  std::optional<port::PlistValue> unarchiveObjectWithData(const port::PlistData& data) override;
+};
+
+class VirtualFiles final : public port::Files {
+ public:
+  explicit VirtualFiles(std::filesystem::path home) : home_(std::move(home)) {}
+  std::string homeDirectory() override { return home_.string(); }
+  std::string libraryDirectory() override { return (home_ / "Library").string(); }
+  std::optional<std::string> findFolder(uint32_t folderType) override;
+  bool fileExists(const std::string& path) override;
+  std::optional<std::vector<uint8_t>> readFile(const std::string& path) override;
+  bool writeFileAtomically(const std::string& path, const std::vector<uint8_t>& bytes) override;
+  bool createDirectory(const std::string& path) override;
+  bool removeItem(const std::string& path) override;
+  std::vector<std::string> contentsOfDirectory(const std::string& path) override;
+
+ private:
+  std::filesystem::path home_;
+};
+
+class VirtualSystemFacts final : public port::SystemFacts {
+ public:
+  VirtualSystemFacts(port::SystemVersion version, std::optional<double> wheelScaling)
+      : version_(version), wheelScaling_(wheelScaling) {}
+  port::SystemVersion systemVersion() override { return version_; }
+  std::optional<double> scrollWheelScaling() override { return wheelScaling_; }
+
+ private:
+  port::SystemVersion version_;
+  std::optional<double> wheelScaling_;
+};
+
+class VirtualWorkspace final : public port::Workspace {
+ public:
+  explicit VirtualWorkspace(World& world) : world_(world) {}
+  std::vector<port::RunningApplication> runningApplications() override;
+  std::optional<port::ProcessInformation> processInformation(int32_t pid) override;
+  int32_t frontProcessPid() override { return world_.frontPid; }
+  bool terminateApplication(int32_t pid) override;
+
+ private:
+  World& world_;
+};
+
+// Reads a whole file; nullopt when it cannot be read.
+std::optional<std::vector<uint8_t>> readWholeFile(const std::filesystem::path& path);
+bool writeWholeFile(const std::filesystem::path& path, const std::vector<uint8_t>& bytes);
+
+}  // namespace vsession
