@@ -11,7 +11,7 @@ void storeModeFlag(bool& flag, bool v) {
 }
 }  // namespace
 
-const VAstateStatics& VAstate_statics() {
+VAstateStatics& VAstate_statics() {
   return s;
 }
 void VAstate_reset() {

@@ -124,5 +124,5 @@ struct VAstateStatics {
 };
 
 // The module's statics, for the process reset and for observers of the mode.
-const VAstateStatics& VAstate_statics();
+VAstateStatics& VAstate_statics();
 void VAstate_reset();

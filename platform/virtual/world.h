@@ -28,7 +28,7 @@ struct VirtualApp {
   std::optional<std::string> bundlePath;
   std::optional<std::string> executablePath;
   uint32_t fileType = 0x4150504C;  // 'APPL'
-  uint32_t creator = 0x3F3F3F3F;   // '????', what modern applications report
+  uint32_t creator = 0;            // most modern applications have no creator code
   uint64_t eventsReceived = 0;
 
   std::string displayName() const { return name.value_or(bundleIdentifier.value_or(processName)); }

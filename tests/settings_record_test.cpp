@@ -1,0 +1,286 @@
+// Filling the settings record from the preferences domain: defaults, conversions and clamps
+// at their edges, the forced-off rules, bad values, the element fallbacks and the one-time
+// speed migration.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "settings_session.h"
+
+namespace {
+
+using namespace testing_support;
+using port::PlistData;
+
+class SettingsRecordTest : public ::testing::Test {
+ protected:
+  // Already migrated, unless a test says otherwise.
+  void SetUp() override { settings.write("prefsVers", PlistValue(1)); }
+
+  SettingsSession settings;
+  const PrefsRecord& fillWith(PlistDict all) {
+    settings.writeAppList({element({}, all)});
+    return settings.start();
+  }
+};
+
+TEST_F(SettingsRecordTest, EmptyDomainGivesEveryDefault) {
+  const PrefsRecord& r = settings.start();
+  const bgprefsStatics& s = bgprefs_statics();
+  ASSERT_EQ(s.appList.size(), 1u);
+  EXPECT_EQ(getPrefsDict_settingsTarget_inAppList(0, s.appList), PlistDict{});
+
+  EXPECT_EQ(r.hoverActiveOnly, 0);
+  EXPECT_EQ(r.dragSlop, 5);
+  // Wheel and trackpad blocks differ only where their defaults do.
+  EXPECT_EQ(r.wheelOn, 1);
+  EXPECT_EQ(r.padOn, 1);
+  EXPECT_EQ(r.wheelActiveHere, 1);
+  EXPECT_EQ(r.wheelSpeed, 200);
+  EXPECT_EQ(r.padSpeedX, 200);
+  EXPECT_EQ(r.wheelModSpeedOn, 1);
+  EXPECT_EQ(r.wheelModSpeed, 4);
+  EXPECT_EQ(r.wheelMod, 3);
+  EXPECT_EQ(r.padReverseMod, 2);
+  EXPECT_EQ(r.wheelCoastVOn, 1);
+  EXPECT_EQ(r.wheelCoastHOn, 1);
+  EXPECT_EQ(r.padCoastVOn, 0);
+  EXPECT_EQ(r.padCoastHOn, 0);
+  EXPECT_EQ(r.wheelCoastFactor, 960);
+  EXPECT_EQ(r.padCoastFactor, 960);
+  EXPECT_EQ(r.wheelNudgeCursorToStop, 0);
+  EXPECT_EQ(r.padLiftFingersToCoast, 1);
+  EXPECT_EQ(r.wheelSingleTickSpeed, 200);
+  EXPECT_EQ(r.hoverOn, 1);
+  EXPECT_EQ(r.hoverHOn, 0);
+  EXPECT_EQ(r.hoverVpercent, 10);
+  EXPECT_EQ(r.hoverVmax, 50);
+  EXPECT_EQ(r.hoverVspeed, 25);
+  EXPECT_EQ(r.autoScrollSpeed, 25);
+  EXPECT_EQ(r.autoScrollUpMod, 2);
+  EXPECT_EQ(r.autoScrollHotKeyMods, 0x800000u);
+  EXPECT_EQ(r.grabShowHand, 1);
+  EXPECT_EQ(r.grabButton, 2);
+  EXPECT_EQ(r.grabModSpeed, 8);
+  EXPECT_EQ(r.grabCoastFactor, 980);
+  EXPECT_EQ(r.keysSpeed, 128);
+  const uint16_t hold[5] = {2, 2, 0, 0, 1}, press[5] = {3, 0, 2, 3, 3};
+  for (int i = 0; i < 5; ++i) {
+    EXPECT_EQ(r.keysHoldMod[i], hold[i]) << i;
+    EXPECT_EQ(r.keysPressMod[i], press[i]) << i;
+  }
+  EXPECT_EQ(r.keysHotKeyRightMods, 0x800000u);
+  EXPECT_EQ(r.vectorOn, 0);
+  EXPECT_EQ(r.vectorMaxRadius, 150);
+  EXPECT_EQ(r.vectorVspeed, 300);
+  EXPECT_EQ(r.vectorVspeedScaled, 15);
+  // The migration marker is written even when there is nothing to migrate.
+  ASSERT_TRUE(settings.stored("prefsVers"));
+  EXPECT_EQ(std::get<int64_t>(settings.stored("prefsVers")->value), 1);
+}
+
+struct Conversion {
+  const char* key;
+  int64_t stored;
+  int64_t expected;
+  uint16_t PrefsRecord::*field16 = nullptr;
+  uint8_t PrefsRecord::*field8 = nullptr;
+  uint32_t PrefsRecord::*field32 = nullptr;
+};
+
+TEST_F(SettingsRecordTest, ConversionsAndClampsAtTheirEdges) {
+  const Conversion cases[] = {
+      {"wheelCoastFactor", 896, 800, &PrefsRecord::wheelCoastFactor},
+      {"wheelCoastFactor", 897, 897, &PrefsRecord::wheelCoastFactor},
+      {"padCoastFactor", 10, 10, &PrefsRecord::padCoastFactor},
+      {"wheelSpeed", 5000, 1000, &PrefsRecord::wheelSpeed},
+      {"padSpeedX", 1001, 1000, &PrefsRecord::padSpeedX},
+      {"wheelSingleTickSpeed", 1000, 1000, &PrefsRecord::wheelSingleTickSpeed},
+      {"wheelSpeed", 70000, 1000, &PrefsRecord::wheelSpeed},  // low 16 bits: 4464
+      {"wheelSpeed", 65536 + 300, 300, &PrefsRecord::wheelSpeed},
+      {"autoScrollSpeed", 300, 44, nullptr, &PrefsRecord::autoScrollSpeed},
+      {"autoScrollSpeed", 48, 48, nullptr, &PrefsRecord::autoScrollSpeed},
+      {"autoScrollSpeed", 49, 49, nullptr, &PrefsRecord::autoScrollSpeed},
+      {"autoScrollSpeed", 60, 49, nullptr, &PrefsRecord::autoScrollSpeed},
+      {"vectorVspeed", 60, 5, &PrefsRecord::vectorVspeed},
+      {"vectorVspeed", 99, 8, &PrefsRecord::vectorVspeed},
+      {"vectorVspeed", 100, 1, &PrefsRecord::vectorVspeed},
+      {"vectorVspeed", 700, 600, &PrefsRecord::vectorVspeed},
+      {"vectorVspeed", 800, 300, &PrefsRecord::vectorVspeed},
+      {"vectorVspeed", -5, 300, &PrefsRecord::vectorVspeed},  // 65531 as unsigned 16 bits
+      {"hoverMod", -1, 65535, &PrefsRecord::hoverMod},
+      {"wheelOn", 65536, 0, nullptr, &PrefsRecord::wheelOn},  // flags read 16 bits
+      {"wheelOn", -1, 1, nullptr, &PrefsRecord::wheelOn},
+      {"grabHotKeyChar", (int64_t{1} << 33) + 5, 5, nullptr, nullptr, &PrefsRecord::grabHotKeyChar},
+      {"grabHotKeyMods", 0x100000, 0x100000, nullptr, nullptr, &PrefsRecord::grabHotKeyMods},
+  };
+  for (const Conversion& c : cases) {
+    const PrefsRecord& r = fillWith(numbers({{c.key, c.stored}}));
+    int64_t got = c.field16 ? r.*c.field16 : c.field8 ? r.*c.field8 : r.*c.field32;
+    EXPECT_EQ(got, c.expected) << c.key << " = " << c.stored;
+  }
+  const PrefsRecord& keys = fillWith(numbers({{"keysUp", 0x0301}, {"keysGrabTrigger", 0x0400}}));
+  EXPECT_EQ(keys.keysHoldMod[0], 1);
+  EXPECT_EQ(keys.keysPressMod[0], 3);
+  EXPECT_EQ(keys.keysHoldMod[4], 0);
+  EXPECT_EQ(keys.keysPressMod[4], 4);
+  EXPECT_EQ(keys.keysHoldMod[1], 2);  // absent: the default pair
+  EXPECT_EQ(keys.vectorVspeedScaled, 15);
+}
+
+TEST_F(SettingsRecordTest, DragSlopClampIsReadFromTheTopLevel) {
+  const std::pair<int64_t, uint16_t> cases[] = {
+      {0, 2}, {1, 2}, {2, 2}, {3, 3}, {15, 15}, {16, 15}, {-1, 15}, {70000, 15}, {65539, 3}};
+  for (auto [stored, expected] : cases) {
+    settings.write("dragSlop", PlistValue(stored));
+    EXPECT_EQ(settings.start().dragSlop, expected) << stored;
+  }
+  settings.write("hoverActiveOnly", PlistValue(7));
+  EXPECT_EQ(settings.start().hoverActiveOnly, 1);
+}
+
+TEST_F(SettingsRecordTest, OlderShowHandKeyNeverDecides) {
+  EXPECT_EQ(fillWith(numbers({{"grabShowHandForKeyTrigger", 0}})).grabShowHand, 1);
+  EXPECT_EQ(fillWith(numbers({{"grabShowHandForKeyTrigger", 1}, {"grabShowHand", 0}})).grabShowHand,
+            0);
+}
+
+TEST_F(SettingsRecordTest, ForcedOffRulesHoldWhateverTheKeysSay) {
+  PlistDict on = numbers({{"wheelOn", 1},
+                          {"padOn", 1},
+                          {"hoverOn", 1},
+                          {"autoScrollOn", 1},
+                          {"grabOn", 1},
+                          {"keysOn", 1},
+                          {"vectorOn", 1}});
+  state_setAXdisabled(true);
+  settings.writeAppList({element({}, on)});
+  bgprefs().readPrefs();
+  const PrefsRecord& r = *prefs_bgprefs();
+  EXPECT_EQ(r.hoverOn, 0);
+  EXPECT_EQ(r.autoScrollOn, 0);
+  EXPECT_EQ(r.wheelOn + r.padOn + r.grabOn + r.keysOn + r.vectorOn, 5);
+
+  state_setAXdisabled(false);
+  VAstate_statics().sForceOff = true;
+  bgprefs().readPrefs();
+  EXPECT_EQ(r.wheelOn + r.padOn + r.grabOn + r.keysOn + r.vectorOn + r.hoverOn + r.autoScrollOn, 0);
+}
+
+TEST_F(SettingsRecordTest, NumbersOfEveryKindAndValuesThatAreNotNumbers) {
+  PlistDict mixed;
+  mixed["wheelSpeed"] = PlistValue(333.9);  // truncated
+  mixed["wheelReverseY"] = PlistValue(true);
+  mixed["padSpeed"] = PlistValue("fast");  // not a number: default, and said once
+  mixed["hoverVmax"] = PlistValue(PlistArray{PlistValue(1)});
+  mixed["grabButton"] = PlistValue(std::nan(""));
+  const PrefsRecord& r = fillWith(mixed);
+  EXPECT_EQ(r.wheelSpeed, 333);
+  EXPECT_EQ(r.wheelReverseY, 1);
+  EXPECT_EQ(r.padSpeed, 200);
+  EXPECT_EQ(r.hoverVmax, 50);
+  EXPECT_EQ(r.grabButton, 0);
+  const auto& logs = settings.session().logLines();
+  ASSERT_FALSE(logs.empty());
+  EXPECT_EQ(logs.back(), "Settings that are not numbers were ignored: padSpeed, hoverVmax");
+}
+
+TEST_F(SettingsRecordTest, UnreadableElementsFallBackToElementZeroThenToDefaults) {
+  PlistDict all = numbers({{"wheelSpeed", 300}});
+  PlistDict reader = numbers({{"wheelSpeed", 400}});
+  PlistDict arrayArchive;
+  arrayArchive["data"] = PlistValue(vsession::archive(PlistValue(PlistArray{PlistValue(1)})));
+  PlistDict garbage;
+  garbage["data"] = PlistValue(PlistData{1, 2, 3});
+  PlistArray list = {element({}, all),
+                     element({}, reader),
+                     PlistValue(PlistDict{}),
+                     PlistValue(std::move(arrayArchive)),
+                     PlistValue(std::move(garbage)),
+                     PlistValue("not a dictionary")};
+  auto speedOf = [&](int32_t target) {
+    return getPrefsDict_settingsTarget_inAppList(target, list)["wheelSpeed"];
+  };
+  EXPECT_EQ(speedOf(1), PlistValue(400));
+  for (int32_t target : {0, 2, 3, 4, 5, 6, -1, 1000}) EXPECT_EQ(speedOf(target), PlistValue(300));
+  list[0] = PlistValue(PlistDict{});
+  EXPECT_TRUE(getPrefsDict_settingsTarget_inAppList(2, list).empty());
+
+  settings.write("appList", PlistValue("not a list"));
+  EXPECT_EQ(settings.start().wheelSpeed, 200);
+  EXPECT_EQ(bgprefs_statics().appList.size(), 1u);
+  const auto& logs = settings.session().logLines();
+  EXPECT_NE(std::find(logs.begin(), logs.end(),
+                      "The settings list (appList) is not an array; using the defaults"),
+            logs.end());
+  EXPECT_NE(std::find(logs.begin(), logs.end(),
+                      "Settings of application entry 2 cannot be read; using the settings for all "
+                      "applications"),
+            logs.end());
+}
+
+TEST_F(SettingsRecordTest, DomainThatIsNotAPropertyListGivesTheDefaults) {
+  vsession::writeWholeFile(settings.session().preferences().domainFile(kPrefsDomain),
+                           {'n', 'o', 't', ' ', 'a', ' ', 'p', 'l', 'i', 's', 't'});
+  settings.session().preferences().appSynchronize(kPrefsDomain);
+  const PrefsRecord& r = settings.start();
+  EXPECT_EQ(r.wheelSpeed, 200);
+  EXPECT_EQ(r.dragSlop, 5);
+}
+
+// Records every write, so the order of the migration's writes can be checked.
+class RecordingPreferences final : public port::Preferences {
+ public:
+  explicit RecordingPreferences(port::Preferences& inner) : inner_(inner) {}
+  std::optional<PlistValue> copyAppValue(const std::string& k, const std::string& d) override {
+    return inner_.copyAppValue(k, d);
+  }
+  void setAppValue(const std::string& k, const std::optional<PlistValue>& v,
+                   const std::string& d) override {
+    writes.push_back(k);
+    inner_.setAppValue(k, v, d);
+  }
+  bool appSynchronize(const std::string& d) override {
+    writes.push_back("sync");
+    return inner_.appSynchronize(d);
+  }
+  std::vector<std::string> copyKeyList(const std::string& d) override {
+    return inner_.copyKeyList(d);
+  }
+  std::vector<std::string> writes;
+
+ private:
+  port::Preferences& inner_;
+};
+
+TEST_F(SettingsRecordTest, SpeedsMigrateOnceWithTheMarkerWrittenFirst) {
+  settings.erase("prefsVers");
+  settings.writeAppList({element({}, numbers({{"wheelSpeed", 300}, {"padSpeedX", 50}})),
+                         element({{"bid", PlistValue("com.example.reader")}},
+                                 numbers({{"wheelSpeedX", 100}, {"hoverOn", 0}}))});
+  RecordingPreferences recorder(settings.session().preferences());
+  port::platform().preferences = &recorder;
+  settings.start();
+  port::platform().preferences = &settings.session().preferences();
+  ASSERT_GE(recorder.writes.size(), 5u) << testing::PrintToString(recorder.writes);
+  EXPECT_EQ(std::vector<std::string>(recorder.writes.begin() + 1, recorder.writes.begin() + 5),
+            (std::vector<std::string>{"prefsVers", "sync", "appList", "sync"}));
+
+  auto migrated = [&](size_t index) {
+    return getPrefsDict_settingsTarget_inAppList(static_cast<int32_t>(index),
+                                                 *settings.stored("appList")->array());
+  };
+  // (sqrt((300 - 100) / 100 * 2.28) + 1) * 100 = 313.5; speedFromPrefsVal(313) is about 3.
+  EXPECT_EQ(migrated(0)["wheelSpeed"], PlistValue(313));
+  EXPECT_EQ(migrated(0)["padSpeedX"], PlistValue(0));  // below 100: no square root
+  EXPECT_EQ(migrated(1)["wheelSpeedX"], PlistValue(100));
+  EXPECT_EQ(migrated(1)["hoverOn"], PlistValue(0));
+  EXPECT_NEAR(speedFromPrefsVal(313), 3.0, 0.02);  // within one step of the new scale
+  EXPECT_EQ(prefs_bgprefs()->wheelSpeed, 313);
+
+  settings.start();  // the next launch: already migrated
+  EXPECT_EQ(migrated(0)["wheelSpeed"], PlistValue(313));
+}
+
+}  // namespace
