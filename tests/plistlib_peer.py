@@ -5,6 +5,8 @@ for checking that ours agree with it.
   plistlib_peer.py read-archive FILE        prints the archived dictionary as JSON
   plistlib_peer.py write-archive JSON FILE  writes JSON's dictionary as a binary keyed archive
   plistlib_peer.py read-plist FILE          prints the property list as JSON (data as hex)
+  plistlib_peer.py write-domain JSON FILE   writes a preferences domain as the pane would:
+      JSON is {"global": {...}, "elements": [{"bid"?, "creator"?, "settings": {...}}]}
 """
 import json
 import plistlib
@@ -45,6 +47,24 @@ def read_archive(path):
     return obj(archive["$top"]["root"])
 
 
+def archive_bytes(value):
+    import io
+    out = io.BytesIO()
+    write_archive(value, out)
+    return out.getvalue()
+
+
+def write_domain(spec, path):
+    domain = dict(spec.get("global", {}))
+    app_list = []
+    for element in spec.get("elements", []):
+        entry = {k: v for k, v in element.items() if k != "settings"}
+        entry["data"] = archive_bytes(element.get("settings", {}))
+        app_list.append(entry)
+    domain["appList"] = app_list
+    plistlib.dump(domain, open(path, "wb"), fmt=plistlib.FMT_BINARY)
+
+
 def write_archive(value, path):
     objects = ["$null"]
     classes = {}
@@ -73,7 +93,8 @@ def write_archive(value, path):
     root = add(value)
     archive = {"$archiver": "NSKeyedArchiver", "$version": 100000,
                "$top": {"root": root}, "$objects": objects}
-    plistlib.dump(archive, open(path, "wb"), fmt=plistlib.FMT_BINARY)
+    target = open(path, "wb") if isinstance(path, str) else path
+    plistlib.dump(archive, target, fmt=plistlib.FMT_BINARY)
 
 
 if __name__ == "__main__":
@@ -82,6 +103,8 @@ if __name__ == "__main__":
         print(json.dumps(read_archive(sys.argv[2]), sort_keys=True))
     elif command == "write-archive":
         write_archive(json.loads(sys.argv[2]), sys.argv[3])
+    elif command == "write-domain":
+        write_domain(json.loads(sys.argv[2]), sys.argv[3])
     elif command == "read-plist":
         print(json.dumps(to_json(plistlib.load(open(sys.argv[2], "rb"))), sort_keys=True))
     else:

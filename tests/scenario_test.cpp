@@ -49,7 +49,6 @@ const BadScenario kBadScenarios[] = {
      "unexpected '}'; expected string literal"},
     {R"([])", "/: expected an object"},
     {R"({"nmae": "x"})", "/nmae: unknown key \"nmae\""},
-    {R"({"prefs": {}})", "/prefs: \"prefs\" is not supported by this build yet"},
     {R"({"system": {"version": "ten"}})",
      "/system/version: expected a macOS version such as \"10.15.7\", got \"ten\""},
     {R"({"screens": []})", "/screens: at least one screen"},

@@ -3,6 +3,7 @@
 #include <fstream>
 #include <iostream>
 
+#include "prefs_report.h"
 #include "runner.h"
 #include "scenario.h"
 
@@ -29,6 +30,17 @@ int runFile(const std::string& path, const std::string& tracePath, bool wakes) {
   return 0;
 }
 
+int showPrefs(const std::string& path, bool json) {
+  try {
+    sim::PrefsReport report = sim::reportPrefsFile(path);
+    std::cout << (json ? report.json.dump(2) + "\n" : sim::prefsReportText(report));
+    return 0;
+  } catch (const sim::PrefsFileError& e) {
+    std::cerr << "varsel-sim: " << e.what() << "\n";
+    return 2;
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -42,7 +54,16 @@ int main(int argc, char** argv) {
   run->add_option("--trace", tracePath, "Write the trace (JSON Lines) to this file");
   run->add_flag("--wakes", wakes, "Record every wake of the agent's threads in the trace");
 
+  std::string prefsFile;
+  bool json = false;
+  CLI::App* prefs =
+      app.add_subcommand("prefs", "Show what the agent makes of a preferences property list");
+  prefs->add_option("file", prefsFile, "Preferences file (binary or XML property list)")
+      ->required();
+  prefs->add_flag("--json", json, "Print JSON: the global keys and each element's record");
+
   CLI11_PARSE(app, argc, argv);
   if (run->parsed()) return runFile(file, tracePath, wakes);
+  if (prefs->parsed()) return showPrefs(prefsFile, json);
   return runFile(VARSEL_SCENARIOS_DIR "/tour.json", "", false);
 }

@@ -4,8 +4,10 @@
 #include <map>
 #include <sstream>
 
+#include "Commonprefs.h"
 #include "bgDelegate.h"
 #include "main.h"
+#include "platform/virtual/keyed_archive.h"
 #include "platform/virtual/session.h"
 #include "state_observer.h"
 
@@ -14,6 +16,9 @@ namespace sim {
 namespace {
 
 using namespace port;
+using port::PlistArray;
+using port::PlistDict;
+using port::PlistValue;
 using vsession::VirtualSession;
 
 vsession::SessionConfig configFor(const Scenario& s, const RunOptions& options) {
@@ -37,8 +42,11 @@ vsession::SessionConfig configFor(const Scenario& s, const RunOptions& options) 
   for (const ScenarioApp& app : s.apps) {
     vsession::VirtualApp v;
     v.pid = app.pid;
-    if (!app.bundle.empty()) v.bundleIdentifier = app.bundle;
-    if (!app.name.empty()) v.name = app.name;
+    v.bundleIdentifier = app.bundle;
+    v.name = app.name;
+    v.processName = app.process.empty() ? app.name.value_or("") : app.process;
+    v.bundlePath = app.path;
+    v.creator = app.creator;
     config.apps.push_back(v);
   }
   return config;
@@ -164,10 +172,41 @@ std::string summarize(const Scenario& s, const RunResult& result, VirtualSession
 
 }  // namespace
 
+void writeScenarioPrefs(const ScenarioPrefs& prefs, VirtualSession& session) {
+  vsession::VirtualPreferences& domain = session.preferences();
+  if (prefs.domainFile) {
+    if (auto bytes = vsession::readWholeFile(*prefs.domainFile)) {
+      vsession::writeWholeFile(domain.domainFile(kPrefsDomain), *bytes);
+    }
+    domain.appSynchronize(kPrefsDomain);
+    return;
+  }
+  PlistDict global = prefs.global;
+  global.try_emplace("prefsVers", PlistValue(1));
+  for (const auto& [key, value] : global) domain.setAppValue(key, value, kPrefsDomain);
+  PlistArray appList;
+  PlistDict all;
+  all["data"] = PlistValue(vsession::archive(PlistValue(prefs.all)));
+  appList.push_back(PlistValue(std::move(all)));
+  for (const ScenarioAppSettings& app : prefs.apps) {
+    PlistDict element;
+    if (app.bid) {
+      element["bid"] = PlistValue(*app.bid);
+      element["hasBid"] = PlistValue(true);
+    }
+    if (app.creator) element["creator"] = PlistValue(static_cast<int64_t>(*app.creator));
+    element["data"] = PlistValue(vsession::archive(PlistValue(app.settings)));
+    appList.push_back(PlistValue(std::move(element)));
+  }
+  domain.setAppValue("appList", PlistValue(std::move(appList)), kPrefsDomain);
+  domain.appSynchronize(kPrefsDomain);
+}
+
 RunResult runScenario(const Scenario& scenario, const RunOptions& options) {
   VirtualSession session(configFor(scenario, options));
   port::setPlatform(&session.platform());
   agent_resetModules();
+  if (scenario.prefs) writeScenarioPrefs(*scenario.prefs, session);
 
   StateObserver observer;
   session.scheduler().setAfterWakeHook([&session, &observer] {

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/virtual/session.h"
 #include "platform/virtual/trace.h"
 #include "scenario.h"
 
@@ -22,6 +23,11 @@ struct RunResult {
 };
 
 RunResult runScenario(const Scenario& scenario, const RunOptions& options = {});
+
+// Puts the scenario's settings into the session's preferences domain before the agent
+// starts: a domain file as it is, or the settings written as the preference pane writes
+// them (with the migration marker set, unless the global keys say otherwise).
+void writeScenarioPrefs(const ScenarioPrefs& prefs, vsession::VirtualSession& session);
 
 // The trace as JSON Lines.
 std::string traceText(const std::vector<vsession::TraceLine>& trace);

@@ -145,12 +145,68 @@ port::SystemVersion readVersion(const Node& node) {
   return v;
 }
 
+uint32_t readCreator(const Node& node) {
+  std::string code = node.string();
+  if (code.size() != 4) node.fail("a creator is four characters, such as \"ABCD\"");
+  return fourCharCode(code);
+}
+
+// Settings values are numbers, as the pane writes them.
+port::PlistDict readSettings(const Node& node) {
+  if (!node.value().is_object()) node.fail("expected an object of settings");
+  port::PlistDict out;
+  for (const auto& [key, _] : node.value().items()) {
+    Node value = node.at(key.c_str());
+    if (value.value().is_number_integer()) {
+      out[key] = port::PlistValue(value.value().get<int64_t>());
+    } else if (value.value().is_number()) {
+      out[key] = port::PlistValue(value.number());
+    } else {
+      value.fail("expected a number");
+    }
+  }
+  return out;
+}
+
+ScenarioPrefs readPrefs(const Node& node, const std::string& file) {
+  node.expectObject({"global", "all", "apps", "domainFile"});
+  ScenarioPrefs prefs;
+  if (node.has("domainFile")) {
+    for (const char* other : {"global", "all", "apps"}) {
+      if (node.has(other)) node.at(other).fail("a domain file is used as it is, without settings");
+    }
+    Node path = node.at("domainFile");
+    std::filesystem::path resolved = std::filesystem::path(file).parent_path() / path.string();
+    if (!std::filesystem::is_regular_file(resolved)) {
+      path.fail("no such file: " + resolved.string());
+    }
+    prefs.domainFile = resolved.string();
+    return prefs;
+  }
+  if (node.has("global")) prefs.global = readSettings(node.at("global"));
+  if (node.has("all")) prefs.all = readSettings(node.at("all"));
+  if (node.has("apps")) {
+    for (const Node& a : node.at("apps").elements()) {
+      a.expectObject({"bid", "creator", "settings"});
+      ScenarioAppSettings app;
+      if (a.has("bid")) app.bid = a.at("bid").string();
+      if (a.has("creator")) app.creator = readCreator(a.at("creator"));
+      if (a.has("settings")) app.settings = readSettings(a.at("settings"));
+      prefs.apps.push_back(std::move(app));
+    }
+  }
+  return prefs;
+}
+
 ScenarioApp readApp(const Node& node) {
-  node.expectObject({"pid", "bundle", "name", "windows"});
+  node.expectObject({"pid", "bundle", "name", "process", "path", "creator", "windows"});
   ScenarioApp app;
   app.pid = static_cast<int32_t>(node.at("pid").integerIn(1, 99999));
   if (node.has("bundle")) app.bundle = node.at("bundle").string();
   if (node.has("name")) app.name = node.at("name").string();
+  if (node.has("process")) app.process = node.at("process").string();
+  if (node.has("path")) app.path = node.at("path").string();
+  if (node.has("creator")) app.creator = readCreator(node.at("creator"));
   if (node.has("windows")) {
     for (const Node& w : node.at("windows").elements()) {
       w.expectObject({"number", "frame", "title"}, {"ui"});
@@ -271,8 +327,8 @@ Scenario parseScenario(const std::string& text, const std::string& file) {
                         detail == std::string::npos ? what : what.substr(detail));
   }
   Node root(file, doc, "");
-  root.expectObject({"name", "system", "screens", "apps", "front", "cursor", "input", "until"},
-                    {"prefs"});
+  root.expectObject(
+      {"name", "system", "screens", "apps", "front", "cursor", "prefs", "input", "until"});
 
   Scenario s;
   s.file = file;
@@ -315,6 +371,7 @@ Scenario parseScenario(const std::string& text, const std::string& file) {
     s.front = s.apps.front().pid;
   }
   if (root.has("cursor")) s.cursor = root.at("cursor").point();
+  if (root.has("prefs")) s.prefs = readPrefs(root.at("prefs"), file);
 
   if (root.has("input")) {
     for (const Node& step : root.at("input").elements()) s.input.push_back(readInput(step));
@@ -330,6 +387,12 @@ Scenario parseScenario(const std::string& text, const std::string& file) {
     s.until = lastInput + 1.0;
   }
   return s;
+}
+
+uint32_t fourCharCode(const std::string& code) {
+  uint32_t value = 0;
+  for (char c : code) value = value << 8 | static_cast<uint8_t>(c);
+  return value;
 }
 
 Scenario loadScenario(const std::string& path) {

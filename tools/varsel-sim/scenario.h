@@ -30,9 +30,27 @@ struct ScenarioWindow {
 
 struct ScenarioApp {
   int32_t pid = 0;
-  std::string bundle;
-  std::string name;
+  std::optional<std::string> bundle;
+  std::optional<std::string> name;
+  std::string process;
+  std::optional<std::string> path;
+  uint32_t creator = 0;  // four-character code, 0 for none
   std::vector<ScenarioWindow> windows;
+};
+
+// Settings as the preference pane writes them: global keys, the settings for all
+// applications (appList element 0) and one element per application. Or an existing
+// preferences file, used as it is.
+struct ScenarioAppSettings {
+  std::optional<std::string> bid;
+  std::optional<uint32_t> creator;
+  port::PlistDict settings;
+};
+struct ScenarioPrefs {
+  std::optional<std::string> domainFile;  // resolved against the scenario's folder
+  port::PlistDict global;
+  port::PlistDict all;
+  std::vector<ScenarioAppSettings> apps;
 };
 
 struct WheelInput {
@@ -76,11 +94,14 @@ struct Scenario {
   std::vector<ScenarioApp> apps;
   int32_t front = 0;
   std::optional<port::CGPoint> cursor;
+  std::optional<ScenarioPrefs> prefs;
   std::vector<InputStep> input;  // in time order
   double until = 0;
 };
 
 Scenario parseScenario(const std::string& text, const std::string& file);
+// A four-character code as a number: "ABCD" is 0x41424344.
+uint32_t fourCharCode(const std::string& code);
 Scenario loadScenario(const std::string& path);
 
 }  // namespace sim

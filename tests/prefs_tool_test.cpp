@@ -1,0 +1,173 @@
+// Settings that come from outside: a scenario's prefs section written as the pane writes
+// it, an existing domain file, and `varsel-sim prefs` on files other programs wrote.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "settings_session.h"
+#include "tools/varsel-sim/prefs_report.h"
+#include "tools/varsel-sim/runner.h"
+#include "tools/varsel-sim/scenario.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using json = nlohmann::ordered_json;
+
+const fs::path kTestData = fs::path(VARSEL_SOURCE_DIR) / ".." / "shared" / "testdata";
+
+fs::path scratch(const std::string& name) {
+  fs::path dir = fs::path(::testing::TempDir()) / "varsel-prefs-tool";
+  fs::create_directories(dir);
+  return dir / name;
+}
+
+// Writes a preferences domain with Python's plistlib, as another program would.
+fs::path domainWrittenByPython(const json& spec, const std::string& name) {
+  fs::path file = scratch(name);
+  std::string command = "python3 " VARSEL_SOURCE_DIR "/tests/plistlib_peer.py write-domain '" +
+                        spec.dump() + "' " + file.string();
+  EXPECT_EQ(std::system(command.c_str()), 0);
+  return file;
+}
+
+TEST(ScenarioPrefsTest, SettingsAreWrittenAsThePaneWritesThemAndReadBack) {
+  sim::Scenario s = sim::parseScenario(R"({
+    "apps": [{"pid": 501, "bundle": "com.example.reader", "name": "Reader"},
+             {"pid": 502, "name": "Old", "process": "old", "creator": "ABCD"}],
+    "prefs": {"global": {"dragSlop": 9},
+              "all": {"wheelCoastVOn": 0, "wheelSpeed": 300},
+              "apps": [{"bid": "com.example.reader", "settings": {"wheelReverseY": 1}},
+                       {"creator": "ABCD", "settings": {"padCoastFactor": 0.5}}]}})",
+                                       "prefs.json");
+  vsession::SessionConfig config;
+  for (const sim::ScenarioApp& app : s.apps) {
+    vsession::VirtualApp v;
+    v.pid = app.pid;
+    v.bundleIdentifier = app.bundle;
+    v.name = app.name;
+    v.processName = app.process;
+    v.creator = app.creator;
+    config.apps.push_back(v);
+  }
+  testing_support::SettingsSession settings(config);
+  sim::writeScenarioPrefs(*s.prefs, settings.session());
+  PrefsRecord& r = settings.start();
+  EXPECT_EQ(r.dragSlop, 9);
+  EXPECT_EQ(r.wheelCoastVOn, 0);
+  EXPECT_EQ(r.wheelSpeed, 300);  // the marker is set: no migration
+  prefs_switchToPrefsForPid(501);
+  EXPECT_EQ(r.wheelReverseY, 1);
+  EXPECT_EQ(r.wheelSpeed, 200);
+  prefs_switchToPrefsForPid(502);
+  EXPECT_EQ(bgprefs_statics().sCurSettingsTarget, 2);
+  EXPECT_EQ(r.padCoastFactor, 0);  // 0.5 read as an integer
+}
+
+TEST(ScenarioPrefsTest, DomainFileIsUsedAsItIsAndBadSectionsAreRefused) {
+  fs::path domain = domainWrittenByPython(
+      {{"global", {{"prefsVers", 1}}}, {"elements", {{{"settings", {{"hoverVspeed", 77}}}}}}},
+      "scenario-domain.plist");
+  fs::path scenarioFile = scratch("with-domain.json");
+  std::ofstream(scenarioFile) << R"({"prefs": {"domainFile": "scenario-domain.plist"}})";
+  sim::Scenario s = sim::loadScenario(scenarioFile.string());
+  ASSERT_TRUE(s.prefs && s.prefs->domainFile);
+  testing_support::SettingsSession settings;
+  sim::writeScenarioPrefs(*s.prefs, settings.session());
+  EXPECT_EQ(settings.start().hoverVspeed, 77);
+
+  const std::pair<const char*, const char*> bad[] = {
+      {R"({"prefs": {"domainFile": "nowhere.plist"}})", "/prefs/domainFile: no such file"},
+      {R"({"prefs": {"domainFile": "x", "all": {}}})",
+       "/prefs/all: a domain file is used as it is"},
+      {R"({"prefs": {"all": {"wheelSpeed": "fast"}}})", "/prefs/all/wheelSpeed: expected a number"},
+      {R"({"prefs": {"apps": [{"creator": "ABC"}]}})", "/prefs/apps/0/creator: a creator is four"},
+      {R"({"prefs": {"users": {}}})", "/prefs/users: unknown key"},
+  };
+  for (const auto& [text, message] : bad) {
+    try {
+      sim::parseScenario(text, scenarioFile.string());
+      ADD_FAILURE() << "accepted " << text;
+    } catch (const sim::ScenarioError& e) {
+      EXPECT_NE(std::string(e.what()).find(message), std::string::npos) << e.what();
+    }
+  }
+}
+
+TEST(PrefsToolTest, PrintsTheExactRecordForADomainAnotherProgramWrote) {
+  fs::path domain = domainWrittenByPython(
+      {{"global", {{"dragSlop", 40}, {"hoverActiveOnly", 1}, {"lastVersionCheckDate", 8.5e8}}},
+       {"elements",
+        {{{"settings", {{"wheelSpeed", 300}, {"wheelCoastFactor", 850}}}},
+         {{"bid", "com.example.reader"},
+          {"creator", 1094861636},
+          {"settings", {{"autoScrollSpeed", 300}, {"keysUp", 0x0301}, {"vectorVspeed", 60}}}}}}},
+      "python-domain.plist");
+  fs::path out = scratch("prefs.json");
+  std::string command =
+      std::string(VARSEL_SIM) + " prefs " + domain.string() + " --json >" + out.string();
+  ASSERT_EQ(std::system(command.c_str()), 0);
+  json report = json::parse(std::ifstream(out));
+
+  EXPECT_EQ(report["global"]["dragSlop"], 15);
+  EXPECT_EQ(report["global"]["hoverActiveOnly"], 1);
+  EXPECT_EQ(report["global"]["prefsVers"], 0);
+  EXPECT_EQ(report["global"]["speedsMigrated"], true);
+  EXPECT_EQ(report["global"]["lastVersionCheckDate"], 8.5e8);
+  ASSERT_EQ(report["appList"].size(), 2u);
+  const json& all = report["appList"][0];
+  EXPECT_TRUE(all["bid"].is_null());
+  EXPECT_EQ(all["record"]["wheelSpeed"], 313);  // migrated from the old scale
+  EXPECT_EQ(all["record"]["wheelCoastFactor"], 800);
+  EXPECT_EQ(all["record"]["dragSlop"], 15);
+  const json& reader = report["appList"][1];
+  EXPECT_EQ(reader["bid"], "com.example.reader");
+  EXPECT_EQ(reader["creator"], 1094861636);
+  EXPECT_EQ(reader["record"]["autoScrollSpeed"], 44);
+  EXPECT_EQ(reader["record"]["keysHoldMod"], json({1, 2, 0, 0, 1}));
+  EXPECT_EQ(reader["record"]["keysPressMod"], json({3, 0, 2, 3, 3}));
+  EXPECT_EQ(reader["record"]["vectorVspeed"], 5);
+  // Every field of the record, by its name, in declaration order.
+  EXPECT_EQ(reader["record"].size(), all["record"].size());
+  EXPECT_EQ(all["record"].size(), 134u);
+  EXPECT_EQ(all["record"].begin().key(), "hoverActiveOnly");
+  EXPECT_EQ((--all["record"].end()).key(), "vectorHotKeyChar");
+  // The file itself is left as it was.
+  EXPECT_EQ(std::system(("python3 -c \"import plistlib,sys; d=plistlib.load(open('" +
+                         domain.string() + "','rb')); sys.exit('prefsVers' in d)\"")
+                            .c_str()),
+            0);
+}
+
+TEST(PrefsToolTest, FilesThatCannotBeUsedAreRefusedAndNoTestDataFileCrashesIt) {
+  fs::path junk = scratch("junk.plist");
+  std::ofstream(junk) << "junk";
+  try {
+    sim::reportPrefsFile(junk.string());
+    ADD_FAILURE();
+  } catch (const sim::PrefsFileError& e) {
+    EXPECT_EQ(std::string(e.what()), junk.string() + ": not a property list");
+  }
+  EXPECT_THROW(sim::reportPrefsFile((kTestData / "plists" / "valid" / "uid.bplist").string()),
+               sim::PrefsFileError);
+  EXPECT_THROW(sim::reportPrefsFile("/nonexistent.plist"), sim::PrefsFileError);
+
+  int files = 0;
+  for (const char* dir :
+       {"plists/valid", "plists/malformed", "plists/fuzz-crashes", "keyed-archives"}) {
+    for (const auto& entry : fs::directory_iterator(kTestData / dir)) {
+      try {
+        sim::PrefsReport report = sim::reportPrefsFile(entry.path().string());
+        EXPECT_GE(report.json["appList"].size(), 1u);
+      } catch (const sim::PrefsFileError&) {
+      }
+      ++files;
+    }
+  }
+  EXPECT_GT(files, 80);
+}
+
+}  // namespace
