@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs what is missing, then builds and runs the whole test suite twice: a plain
-# build, and a build with the address and undefined-behaviour sanitizers.
+# build, and a build with the address and undefined-behaviour sanitizers. Last, the
+# libFuzzer targets run briefly from the shared test data as their seeds.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/setup.sh
@@ -13,4 +14,16 @@ for variant in plain sanitize; do
   echo "== tests ($variant build) =="
   ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
     ctest --test-dir "$dir" --output-on-failure -j "$jobs"
+done
+
+echo "== fuzz targets (seeded from the shared test data) =="
+CC=clang CXX=clang++ cmake -S . -B build/fuzz -G Ninja -DVARSEL_FUZZ=ON >/dev/null
+cmake --build build/fuzz -j "$jobs"
+seeds=../shared/testdata
+for target in archive_fuzz domain_fuzz; do
+  corpus=build/fuzz/corpus/$target  # new inputs go here, never into the shared test data
+  mkdir -p "$corpus"
+  build/fuzz/tests/fuzz/$target "$corpus" "$seeds/keyed-archives" "$seeds/plists/valid" \
+    "$seeds/plists/malformed" "$seeds/plists/fuzz-crashes" \
+    -max_total_time="${FUZZ_SECONDS:-20}" -rss_limit_mb=2048 -print_final_stats=1 2>&1 | tail -n 4
 done
