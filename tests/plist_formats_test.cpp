@@ -10,6 +10,7 @@
 #include <limits>
 #include <sstream>
 
+#include "command_output.h"
 #include "platform/virtual/keyed_archive.h"
 #include "platform/virtual/plist_codec.h"
 #include "plist_json.h"
@@ -26,16 +27,6 @@ const fs::path kTestData = fs::path(VARSEL_SOURCE_DIR) / ".." / "shared" / "test
 std::vector<uint8_t> readBytes(const fs::path& path) {
   std::ifstream in(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
-std::string run(const std::string& command) {
-  std::string out;
-  FILE* pipe = popen(command.c_str(), "r");
-  if (!pipe) return out;
-  char buffer[4096];
-  while (size_t n = fread(buffer, 1, sizeof buffer, pipe)) out.append(buffer, n);
-  pclose(pipe);
-  return out;
 }
 
 TEST(KeyedArchiveTest, EveryTestDataArchiveDecodesAsExpectedOrIsRefused) {
@@ -180,10 +171,20 @@ TEST(PlistInteropTest, ArchiveWeWriteReadsBackAndPlistlibReadsItToo) {
   std::ofstream(file, std::ios::binary)
       .write(reinterpret_cast<const char*>(bytes.data()),
              static_cast<std::streamsize>(bytes.size()));
-  std::string theirs =
-      run("python3 " VARSEL_SOURCE_DIR "/tests/plistlib_peer.py read-archive " + file.string());
+  std::string theirs = testing_support::commandOutput(
+      "python3 " VARSEL_SOURCE_DIR "/tests/plistlib_peer.py read-archive " + file.string());
   ASSERT_FALSE(theirs.empty());
   EXPECT_EQ(json::parse(theirs), toJson(settings));
+}
+
+TEST(PlistInteropTest, XmlArchiveWritesUidsAsDictionariesAndReadsBack) {
+  PlistValue settings = settingsDictionary();
+  std::string xml = vsession::writeXmlPlist(vsession::archiveTree(settings));
+  EXPECT_NE(xml.find("CF$UID"), std::string::npos);
+  vsession::ArchiveRead read = vsession::unarchive(std::vector<uint8_t>(xml.begin(), xml.end()),
+                                                   vsession::ForeignClasses::kRefuse);
+  ASSERT_TRUE(read.value) << read.error;
+  EXPECT_EQ(*read.value, settings);
 }
 
 TEST(PlistInteropTest, ArchivePlistlibWritesReadsWithOurs) {

@@ -7,6 +7,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "command_output.h"
 #include "settings_session.h"
 #include "tools/varsel-sim/prefs_report.h"
 #include "tools/varsel-sim/runner.h"
@@ -65,6 +66,40 @@ TEST(ScenarioPrefsTest, SettingsAreWrittenAsThePaneWritesThemAndReadBack) {
   prefs_switchToPrefsForPid(502);
   EXPECT_EQ(bgprefs_statics().sCurSettingsTarget, 2);
   EXPECT_EQ(r.padCoastFactor, 0);  // 0.5 read as an integer
+}
+
+TEST(ScenarioPrefsTest, DomainWeWriteIsABinaryPropertyListPlistlibReads) {
+  sim::Scenario s = sim::parseScenario(
+      R"({"prefs": {"global": {"dragSlop": 7},
+                    "apps": [{"bid": "com.example.reader", "settings": {"wheelReverseY": 1}}]}})",
+      "prefs.json");
+  testing_support::SettingsSession settings;
+  sim::writeScenarioPrefs(*s.prefs, settings.session());
+  fs::path file = settings.session().preferences().domainFile(kPrefsDomain);
+  std::ifstream in(file, std::ios::binary);
+  std::string magic(8, '\0');
+  in.read(magic.data(), 8);
+  EXPECT_EQ(magic, "bplist00");
+
+  std::string peer = "python3 " VARSEL_SOURCE_DIR "/tests/plistlib_peer.py ";
+  json domain = json::parse(testing_support::commandOutput(peer + "read-plist " + file.string()));
+  EXPECT_EQ(domain["dragSlop"], 7);
+  EXPECT_EQ(domain["prefsVers"], 1);
+  ASSERT_EQ(domain["appList"].size(), 2u);
+  EXPECT_EQ(domain["appList"][1]["bid"], "com.example.reader");
+  EXPECT_EQ(domain["appList"][1]["hasBid"], true);
+
+  // The element's data is a keyed archive plistlib decodes, UIDs and all.
+  std::string hex = domain["appList"][1]["data"]["$data"];
+  std::vector<char> bytes;
+  for (size_t i = 0; i + 1 < hex.size(); i += 2) {
+    bytes.push_back(static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16)));
+  }
+  fs::path archive = scratch("element.archive");
+  std::ofstream(archive, std::ios::binary)
+      .write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  EXPECT_EQ(json::parse(testing_support::commandOutput(peer + "read-archive " + archive.string())),
+            json({{"wheelReverseY", 1}}));
 }
 
 TEST(ScenarioPrefsTest, DomainFileIsUsedAsItIsAndBadSectionsAreRefused) {

@@ -1,0 +1,19 @@
+// Runs a shell command and returns what it printed on standard output.
+#pragma once
+
+#include <cstdio>
+#include <string>
+
+namespace testing_support {
+
+inline std::string commandOutput(const std::string& command) {
+  std::string out;
+  FILE* pipe = popen(command.c_str(), "r");
+  if (!pipe) return out;
+  char buffer[4096];
+  while (size_t n = fread(buffer, 1, sizeof buffer, pipe)) out.append(buffer, n);
+  pclose(pipe);
+  return out;
+}
+
+}  // namespace testing_support
