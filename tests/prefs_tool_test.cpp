@@ -44,17 +44,7 @@ TEST(ScenarioPrefsTest, SettingsAreWrittenAsThePaneWritesThemAndReadBack) {
               "apps": [{"bid": "com.example.reader", "settings": {"wheelReverseY": 1}},
                        {"creator": "ABCD", "settings": {"padCoastFactor": 0.5}}]}})",
                                        "prefs.json");
-  vsession::SessionConfig config;
-  for (const sim::ScenarioApp& app : s.apps) {
-    vsession::VirtualApp v;
-    v.pid = app.pid;
-    v.bundleIdentifier = app.bundle;
-    v.name = app.name;
-    v.processName = app.process;
-    v.creator = app.creator;
-    config.apps.push_back(v);
-  }
-  testing_support::SettingsSession settings(config);
+  testing_support::SettingsSession settings(sim::sessionConfigFor(s));
   sim::writeScenarioPrefs(*s.prefs, settings.session());
   PrefsRecord& r = settings.start();
   EXPECT_EQ(r.dragSlop, 9);

@@ -13,15 +13,10 @@
 
 namespace sim {
 
-namespace {
-
 using namespace port;
-using port::PlistArray;
-using port::PlistDict;
-using port::PlistValue;
 using vsession::VirtualSession;
 
-vsession::SessionConfig configFor(const Scenario& s, const RunOptions& options) {
+vsession::SessionConfig sessionConfigFor(const Scenario& s, const RunOptions& options) {
   vsession::SessionConfig config;
   config.screens = s.screens;
   const CGRect& main = s.screens.front();
@@ -51,6 +46,8 @@ vsession::SessionConfig configFor(const Scenario& s, const RunOptions& options) 
   }
   return config;
 }
+
+namespace {
 
 // Each step becomes the device actions it stands for, at their virtual times.
 void schedule(VirtualSession& session, const InputStep& step) {
@@ -203,7 +200,7 @@ void writeScenarioPrefs(const ScenarioPrefs& prefs, VirtualSession& session) {
 }
 
 RunResult runScenario(const Scenario& scenario, const RunOptions& options) {
-  VirtualSession session(configFor(scenario, options));
+  VirtualSession session(sessionConfigFor(scenario, options));
   port::setPlatform(&session.platform());
   agent_resetModules();
   if (scenario.prefs) writeScenarioPrefs(*scenario.prefs, session);

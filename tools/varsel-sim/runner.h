@@ -24,6 +24,9 @@ struct RunResult {
 
 RunResult runScenario(const Scenario& scenario, const RunOptions& options = {});
 
+// The virtual session a scenario describes: screens, cursor, applications and windows.
+vsession::SessionConfig sessionConfigFor(const Scenario& scenario, const RunOptions& options = {});
+
 // Puts the scenario's settings into the session's preferences domain before the agent
 // starts: a domain file as it is, or the settings written as the preference pane writes
 // them (with the migration marker set, unless the global keys say otherwise).
