@@ -54,10 +54,10 @@ def archive_bytes(value):
     return out.getvalue()
 
 
-def write_domain(spec, path):
-    domain = dict(spec.get("global", {}))
+def write_domain(layout, path):
+    domain = dict(layout.get("global", {}))
     app_list = []
-    for element in spec.get("elements", []):
+    for element in layout.get("elements", []):
         entry = {k: v for k, v in element.items() if k != "settings"}
         entry["data"] = archive_bytes(element.get("settings", {}))
         app_list.append(entry)

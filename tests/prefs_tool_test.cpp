@@ -27,10 +27,10 @@ fs::path scratch(const std::string& name) {
 }
 
 // Writes a preferences domain with Python's plistlib, as another program would.
-fs::path domainWrittenByPython(const json& spec, const std::string& name) {
+fs::path domainWrittenByPython(const json& layout, const std::string& name) {
   fs::path file = scratch(name);
   std::string command = "python3 " VARSEL_SOURCE_DIR "/tests/plistlib_peer.py write-domain '" +
-                        spec.dump() + "' " + file.string();
+                        layout.dump() + "' " + file.string();
   EXPECT_EQ(std::system(command.c_str()), 0);
   return file;
 }
