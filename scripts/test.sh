@@ -23,6 +23,7 @@ seeds=../shared/testdata
 for target in archive_fuzz domain_fuzz; do
   corpus=build/fuzz/corpus/$target  # new inputs go here, never into the shared test data
   mkdir -p "$corpus"
+  echo "-- $target"
   build/fuzz/tests/fuzz/$target "$corpus" "$seeds/keyed-archives" "$seeds/plists/valid" \
     "$seeds/plists/malformed" "$seeds/plists/fuzz-crashes" \
     -max_total_time="${FUZZ_SECONDS:-20}" -rss_limit_mb=2048 -print_final_stats=1 2>&1 | tail -n 4
