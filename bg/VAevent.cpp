@@ -1,6 +1,7 @@
 #include "VAevent.h"
 
 #include "VAstate.h"
+#include "VAutils.h"
 #include "bgDelegate.h"
 #include "platform/api/platform.h"
 
@@ -46,7 +47,7 @@ CGEventRef handleMMoved_event_cgEvent(NSEventRef, CGEventRef cgEvent) {
                                     kAgentEventTagMask) == kAgentEventTag) {
     return cgEvent;
   }
-  s.sLastUnflippedEventLocation = quartz.getUnflippedLocation(cgEvent);
+  s.sLastUnflippedEventLocation = unflippedPointfor_cgevent(cgEvent);
   bgDelegate::MMoved();
   return cgEvent;
 }

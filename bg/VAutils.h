@@ -1,7 +1,12 @@
-// Screen geometry shared by the agent's modules.
+// Screen geometry and small system services: the screen-frame cache and the conversion
+// between Cocoa global coordinates (origin at the bottom left of the main screen, y up) and
+// Quartz ones (top left, y down), cursor warping, the system's wheel scaling, and the power
+// assertion that keeps the display awake while hover scrolling runs.
 #pragma once
 
 #include <cstdint>
+
+#include "platform/api/events.h"
 
 // A rectangle as four signed 32-bit integers in the order top, left, bottom, right (the
 // classic Carbon Rect, widened). Stored rectangles are in Cocoa global coordinates, so top
@@ -13,3 +18,35 @@ struct IRect {
   int32_t right = 0;
   friend bool operator==(const IRect&, const IRect&) = default;
 };
+
+// Refreshes the cache of screen frames (at most 8, in NSScreen order: slot 0 holds the menu
+// bar). Without `force` it is skipped only before the clock reaches 10 s after 2001, so in
+// practice every call refreshes.
+void utils_cacheNSScreenFrames_force(bool force);
+port::CGRect utils_mainScreenFrame();
+// Cocoa global point to Quartz global point; (0, 0) for a point on no screen even after a
+// refresh.
+port::CGPoint carbonScreenPointFromCocoaScreenPoint(port::CGPoint p);
+void warpCursorToCocoaPoint(port::CGPoint p);
+port::CGPoint unflippedPointfor_cgevent(port::CGEventRef event);
+// The system's wheel scaling, clamped to 0...5, read on the main queue at most every 2 s;
+// a fresh read is seen by the call after it has run.
+float readAppleScrollWheelSpeed(double now);
+// Grows `rect` at one edge: dir 1 moves its top by -ofst, dir 2 its bottom by +ofst.
+IRect rectWith_rect_ofst_dir(IRect rect, int32_t ofst, int32_t dir);
+// Clips `rect` in place to `limit`; an empty result is not detected.
+void intersect_rectPtr_withRect(IRect* rect, IRect limit);
+void preventSleep_yesno(bool yes);
+
+inline constexpr int kMaxCachedScreens = 8;
+
+struct VAutilsStatics {
+  port::CGRect sScreenFrames[kMaxCachedScreens] = {};
+  int32_t sNumScreens = 0;
+  float scrollWheelSpeed = 0;
+  double timeAppleScrollSpeedLastFetched = 0;
+  uint32_t assertionID = 0;
+};
+
+VAutilsStatics& VAutils_statics();
+void VAutils_reset();

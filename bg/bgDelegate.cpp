@@ -3,6 +3,7 @@
 #include "VAevent.h"
 #include "VAstate.h"
 #include "VAtapMgr.h"
+#include "VAutils.h"
 #include "platform/api/platform.h"
 
 using namespace port;
@@ -23,6 +24,7 @@ void bgDelegate_reset() {
 void bgDelegate::applicationDidFinishLaunching() {
   s.preferences.startPrefs();
   event_initPrefs();
+  utils_cacheNSScreenFrames_force(false);
   Dispatch& dispatch = *platform().dispatch;
   dispatch.async(dispatch.getMainQueue(), [] { finishStartup(); });
 }

@@ -4,6 +4,7 @@
 #include "VAevent.h"
 #include "VAstate.h"
 #include "VAtapMgr.h"
+#include "VAutils.h"
 #include "bgDelegate.h"
 #include "bgprefs.h"
 
@@ -12,6 +13,7 @@ void agent_resetModules() {
   VAtapMgr_reset();
   VAevent_reset();
   VAstate_reset();
+  VAutils_reset();
   bgprefs_reset();
   Commonprefs_reset();
 }

@@ -48,6 +48,8 @@ VirtualSession::VirtualSession(const SessionConfig& config)
   platform_.files = &files_;
   platform_.systemFacts = &systemFacts_;
   platform_.workspace = &workspace_;
+  platform_.windowServer = &windowServer_;
+  platform_.power = &power_;
   platform_.systemLog = &log_;
 }
 

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "display_services.h"
 #include "event_system.h"
 #include "faults.h"
 #include "input_devices.h"
@@ -58,6 +59,8 @@ class VirtualSession {
   Faults& faults() { return faults_; }
   const std::vector<std::string>& logLines() const { return logLines_; }
   VirtualPreferences& preferences() { return preferences_; }
+  VirtualWindowServer& windowServer() { return windowServer_; }
+  VirtualPower& power() { return power_; }
   const std::filesystem::path& home() const { return home_; }
 
   // Virtual seconds since the session started, and the absolute time of such a moment.
@@ -110,6 +113,8 @@ class VirtualSession {
   VirtualFiles files_{home_};
   VirtualSystemFacts systemFacts_{config_.systemVersion, config_.scrollWheelScaling};
   VirtualWorkspace workspace_{world_};
+  VirtualWindowServer windowServer_{world_, trace_, scheduler_};
+  VirtualPower power_;
   AppPort app_{*this};
   LogPort log_{*this};
   port::Platform platform_;

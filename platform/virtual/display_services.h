@@ -1,0 +1,58 @@
+// The virtual session's window server (window list, screens as NSScreen reports them,
+// cursor warping and appearance) and power assertions.
+#pragma once
+
+#include <cstdint>
+#include <set>
+
+#include "platform/api/power.h"
+#include "platform/api/window_server.h"
+#include "scheduler.h"
+#include "trace.h"
+#include "world.h"
+
+namespace vsession {
+
+class VirtualWindowServer final : public port::WindowServer {
+ public:
+  VirtualWindowServer(World& world, Trace& trace, Scheduler& scheduler)
+      : world_(world), trace_(trace), scheduler_(scheduler) {}
+
+  std::vector<port::WindowInfo> copyOnScreenWindowList() override;
+  int64_t windowNumberAtPoint(port::CGPoint cocoaPoint, int64_t belowWindowNumber) override;
+  // Cocoa frames: the main screen at the origin, the others placed relative to it, y up.
+  std::vector<port::CGRect> screenFrames() override;
+  // Moves the cursor without an event, as CGWarpMouseCursorPosition does.
+  void warpMouseCursorPosition(port::CGPoint quartzPoint) override;
+  void associateMouseAndMouseCursorPosition(bool connected) override { associated_ = connected; }
+  void hideCursor() override { ++hideCount_; }
+  void showCursor() override { --hideCount_; }
+  void setCursor(port::SystemCursor cursor) override { cursor_ = cursor; }
+  port::CGPoint cursorHotSpot() override { return {4, 4}; }  // the arrow's tip
+
+  bool cursorHidden() const { return hideCount_ > 0; }
+  port::SystemCursor cursor() const { return cursor_; }
+  bool mouseAssociated() const { return associated_; }
+
+ private:
+  World& world_;
+  Trace& trace_;
+  Scheduler& scheduler_;
+  int hideCount_ = 0;
+  bool associated_ = true;
+  port::SystemCursor cursor_ = port::SystemCursor::kArrow;
+};
+
+class VirtualPower final : public port::Power {
+ public:
+  port::IOPMAssertionID createNoDisplaySleepAssertion(const std::string& name) override;
+  void releaseAssertion(port::IOPMAssertionID id) override { held_.erase(id); }
+  const std::set<port::IOPMAssertionID>& held() const { return held_; }
+  bool failNext = false;  // the next assertion cannot be made
+
+ private:
+  port::IOPMAssertionID next_ = 1;
+  std::set<port::IOPMAssertionID> held_;
+};
+
+}  // namespace vsession
