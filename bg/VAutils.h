@@ -6,6 +6,11 @@
 
 #include <cstdint>
 
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/api/accessibility.h"
 #include "platform/api/events.h"
 
 // A rectangle as four signed 32-bit integers in the order top, left, bottom, right (the
@@ -17,6 +22,30 @@ struct IRect {
   int32_t bottom = 0;
   int32_t right = 0;
   friend bool operator==(const IRect&, const IRect&) = default;
+};
+
+// The agent's questions to other applications' user interfaces. Every helper takes an
+// element that may be null and turns every error into nothing, NO, 0 or a zero size.
+class VAutils {
+ public:
+  static std::optional<std::vector<std::string>> attributeNamesOfUIElement(port::AXUIElementRef e);
+  static std::optional<port::AXValue> valueOfAttribute_ofUIElement(const char* attribute,
+                                                                   port::AXUIElementRef e);
+  static std::optional<std::string> urlScheme(port::AXUIElementRef e);
+  static bool hasWebAreaParent(port::AXUIElementRef e);
+  static port::AXUIElementRef parentOfUIElement(port::AXUIElementRef e);
+  static std::optional<std::vector<port::AXUIElementRef>> children(port::AXUIElementRef e);
+  static std::optional<std::string> role(port::AXUIElementRef e);
+  static port::AXUIElementRef verticalScrollBar(port::AXUIElementRef e);
+  static port::AXUIElementRef horizontalScrollBar(port::AXUIElementRef e);
+  static port::CGSize size(port::AXUIElementRef e);
+  static float value(port::AXUIElementRef e);
+  static bool isEnabled(port::AXUIElementRef e);
+  // In accessibility (Quartz) coordinates: top < bottom.
+  static IRect rectForElement(port::AXUIElementRef e);
+  static port::AXUIElementRef windowElementForElement(port::AXUIElementRef e);
+  // The window's identifier, else its title; never missing, possibly empty.
+  static std::string windowIdentifier(port::AXUIElementRef e);
 };
 
 // Refreshes the cache of screen frames (at most 8, in NSScreen order: slot 0 holds the menu

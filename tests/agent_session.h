@@ -21,8 +21,8 @@ inline vsession::SessionConfig twoWindowConfig() {
   config.apps[1].pid = 502;
   config.apps[1].bundleIdentifier = "com.example.editor";
   config.apps[1].name = "Editor";
-  config.windows = {{101, 501, {{100, 100}, {800, 600}}, "Doc", 0, false},
-                    {201, 502, {{700, 200}, {600, 500}}, "Notes", 0, false}};
+  config.windows = {{101, 501, {{100, 100}, {800, 600}}, "Doc", 0, false, {}},
+                    {201, 502, {{700, 200}, {600, 500}}, "Notes", 0, false, {}}};
   config.frontPid = 501;
   config.cursor = {400, 400};
   return config;

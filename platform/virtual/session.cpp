@@ -50,6 +50,9 @@ VirtualSession::VirtualSession(const SessionConfig& config)
   platform_.workspace = &workspace_;
   platform_.windowServer = &windowServer_;
   platform_.power = &power_;
+  platform_.accessibility = &accessibility_;
+  accessibility_.rebuild();
+  accessibility_.setTrusted(config.accessibilityTrusted);
   platform_.systemLog = &log_;
 }
 

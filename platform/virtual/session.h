@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "accessibility_model.h"
 #include "display_services.h"
 #include "event_system.h"
 #include "faults.h"
@@ -36,6 +37,7 @@ struct SessionConfig {
   uint32_t userId = 501;
   port::SystemVersion systemVersion{10, 15, 7};
   std::optional<double> scrollWheelScaling;
+  bool accessibilityTrusted = true;  // the agent's accessibility permission
   // The user's home folder; a fresh temporary one, removed afterwards, when not given.
   std::optional<std::filesystem::path> home;
   bool recordWakes = false;
@@ -60,6 +62,7 @@ class VirtualSession {
   const std::vector<std::string>& logLines() const { return logLines_; }
   VirtualPreferences& preferences() { return preferences_; }
   VirtualWindowServer& windowServer() { return windowServer_; }
+  VirtualAccessibility& accessibility() { return accessibility_; }
   VirtualPower& power() { return power_; }
   const std::filesystem::path& home() const { return home_; }
 
@@ -115,6 +118,7 @@ class VirtualSession {
   VirtualWorkspace workspace_{world_};
   VirtualWindowServer windowServer_{world_, trace_, scheduler_};
   VirtualPower power_;
+  VirtualAccessibility accessibility_{world_};
   AppPort app_{*this};
   LogPort log_{*this};
   port::Platform platform_;

@@ -11,6 +11,22 @@
 
 namespace vsession {
 
+// One element of a window's accessibility tree as a scenario describes it. A scroll area
+// (content given) gets its scroll bars as children.
+struct UiSpec {
+  std::string role;
+  port::CGRect frame;  // Quartz global coordinates
+  std::vector<UiSpec> children;
+  std::string identifier;
+  std::string title;
+  std::string url;
+  bool enabled = true;
+  std::optional<port::CGSize> content;
+  port::CGPoint offset;
+  bool verticalBar = false;
+  bool horizontalBar = false;
+};
+
 struct VirtualWindow {
   int64_t number = 0;
   int32_t pid = 0;
@@ -18,6 +34,7 @@ struct VirtualWindow {
   std::string title;
   int32_t layer = 0;
   bool ignoresMouseEvents = false;
+  std::vector<UiSpec> ui;
 };
 
 struct VirtualApp {

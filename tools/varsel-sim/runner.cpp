@@ -30,7 +30,7 @@ vsession::SessionConfig sessionConfigFor(const Scenario& s, const RunOptions& op
     for (const ScenarioApp& app : s.apps) {
       if ((app.pid == s.front) != front) continue;
       for (const ScenarioWindow& w : app.windows) {
-        config.windows.push_back({w.number, app.pid, w.frame, w.title, 0, false});
+        config.windows.push_back({w.number, app.pid, w.frame, w.title, 0, false, w.ui});
       }
     }
   }

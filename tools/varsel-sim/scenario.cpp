@@ -198,6 +198,46 @@ ScenarioPrefs readPrefs(const Node& node, const std::string& file) {
   return prefs;
 }
 
+vsession::UiSpec readUi(const Node& node, int depth) {
+  if (depth > 64) node.fail("elements nested too deeply");
+  node.expectObject({"role", "frame", "children", "identifier", "title", "url", "enabled",
+                     "content", "offset", "scrollBars"});
+  vsession::UiSpec ui;
+  ui.role = node.at("role").string();
+  ui.frame = node.at("frame").rect();
+  if (node.has("identifier")) ui.identifier = node.at("identifier").string();
+  if (node.has("title")) ui.title = node.at("title").string();
+  if (node.has("url")) ui.url = node.at("url").string();
+  if (node.has("enabled")) ui.enabled = node.at("enabled").boolean();
+  if (node.has("content")) {
+    port::CGPoint size = node.at("content").point();
+    if (size.x <= 0 || size.y <= 0) node.at("content").fail("content must have a positive size");
+    ui.content = port::CGSize{size.x, size.y};
+  }
+  for (const char* key : {"offset", "scrollBars"}) {
+    if (node.has(key) && !ui.content)
+      node.at(key).fail("only a scroll area (with content) has this");
+  }
+  if (node.has("offset")) ui.offset = node.at("offset").point();
+  if (node.has("scrollBars")) {
+    for (const Node& bar : node.at("scrollBars").elements()) {
+      std::string which = bar.string();
+      if (which == "vertical") {
+        ui.verticalBar = true;
+      } else if (which == "horizontal") {
+        ui.horizontalBar = true;
+      } else {
+        bar.fail("a scroll bar is \"vertical\" or \"horizontal\"");
+      }
+    }
+  }
+  if (node.has("children")) {
+    for (const Node& child : node.at("children").elements())
+      ui.children.push_back(readUi(child, depth + 1));
+  }
+  return ui;
+}
+
 ScenarioApp readApp(const Node& node) {
   node.expectObject({"pid", "bundle", "name", "process", "path", "creator", "windows"});
   ScenarioApp app;
@@ -209,11 +249,14 @@ ScenarioApp readApp(const Node& node) {
   if (node.has("creator")) app.creator = readCreator(node.at("creator"));
   if (node.has("windows")) {
     for (const Node& w : node.at("windows").elements()) {
-      w.expectObject({"number", "frame", "title"}, {"ui"});
+      w.expectObject({"number", "frame", "title", "ui"});
       ScenarioWindow window;
       window.number = w.at("number").integerIn(1, INT32_MAX);
       window.frame = w.at("frame").rect();
       if (w.has("title")) window.title = w.at("title").string();
+      if (w.has("ui")) {
+        for (const Node& element : w.at("ui").elements()) window.ui.push_back(readUi(element, 0));
+      }
       app.windows.push_back(window);
     }
   }

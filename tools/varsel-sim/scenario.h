@@ -13,6 +13,7 @@
 
 #include "platform/api/events.h"
 #include "platform/api/preferences.h"
+#include "platform/virtual/world.h"
 
 namespace sim {
 
@@ -26,6 +27,7 @@ struct ScenarioWindow {
   int64_t number = 0;
   port::CGRect frame;
   std::string title;
+  std::vector<vsession::UiSpec> ui;  // the window's accessibility tree
 };
 
 struct ScenarioApp {
