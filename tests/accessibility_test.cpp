@@ -11,11 +11,11 @@ using namespace port;
 using testing_support::AgentSession;
 
 vsession::UiSpec ui(std::string role, CGRect frame, std::vector<vsession::UiSpec> children = {}) {
-  vsession::UiSpec spec;
-  spec.role = std::move(role);
-  spec.frame = frame;
-  spec.children = std::move(children);
-  return spec;
+  vsession::UiSpec described;
+  described.role = std::move(role);
+  described.frame = frame;
+  described.children = std::move(children);
+  return described;
 }
 
 // A browser window: toolbar text over a web area that holds a scrolling document.

@@ -68,27 +68,27 @@ AXUIElementRef VirtualAccessibility::add(AXUIElement element) {
   return &nodes_.emplace_back(std::move(element));
 }
 
-AXUIElementRef VirtualAccessibility::addElement(const UiSpec& spec, AXUIElementRef parent,
+AXUIElementRef VirtualAccessibility::addElement(const UiSpec& described, AXUIElementRef parent,
                                                 AXUIElementRef window, int32_t pid) {
   AXUIElement e;
   e.kind = Kind::kElement;
   e.pid = pid;
-  e.role = spec.role;
-  e.frame = spec.frame;
-  e.title = spec.title;
-  e.identifier = spec.identifier;
-  e.url = spec.url;
-  e.enabled = spec.enabled;
+  e.role = described.role;
+  e.frame = described.frame;
+  e.title = described.title;
+  e.identifier = described.identifier;
+  e.url = described.url;
+  e.enabled = described.enabled;
   e.parent = parent;
   e.window = window;
-  e.content = spec.content;
-  e.offset = spec.offset;
+  e.content = described.content;
+  e.offset = described.offset;
   AXUIElementRef node = add(std::move(e));
   parent->children.push_back(node);
-  for (const UiSpec& child : spec.children) addElement(child, node, window, pid);
-  if (spec.content) {
+  for (const UiSpec& child : described.children) addElement(child, node, window, pid);
+  if (described.content) {
     // The bars lie over the area's right and bottom edges, above its other children.
-    const CGRect& f = spec.frame;
+    const CGRect& f = described.frame;
     auto bar = [&](bool vertical) {
       AXUIElement b;
       b.kind = Kind::kScrollBar;
@@ -106,8 +106,8 @@ AXUIElementRef VirtualAccessibility::addElement(const UiSpec& spec, AXUIElementR
       node->children.push_back(made);
       return made;
     };
-    if (spec.verticalBar) node->verticalBar = bar(true);
-    if (spec.horizontalBar) node->horizontalBar = bar(false);
+    if (described.verticalBar) node->verticalBar = bar(true);
+    if (described.horizontalBar) node->horizontalBar = bar(false);
   }
   return node;
 }
@@ -139,7 +139,7 @@ void VirtualAccessibility::rebuild() {
     node->window = node;
     owner->second->children.push_back(node);
     windows_[w.number] = node;
-    for (const UiSpec& spec : w.ui) addElement(spec, node, node, w.pid);
+    for (const UiSpec& described : w.ui) addElement(described, node, node, w.pid);
   }
 }
 

@@ -76,7 +76,7 @@ class VirtualAccessibility final : public port::Accessibility {
 
  private:
   port::AXUIElementRef add(port::AXUIElement element);
-  port::AXUIElementRef addElement(const UiSpec& spec, port::AXUIElementRef parent,
+  port::AXUIElementRef addElement(const UiSpec& described, port::AXUIElementRef parent,
                                   port::AXUIElementRef window, int32_t pid);
   port::AXError check(port::AXUIElementRef element);
   std::optional<port::AXValue> attribute(port::AXUIElementRef e, std::string_view name) const;
