@@ -143,14 +143,6 @@ void VirtualAccessibility::rebuild() {
   }
 }
 
-AXUIElementRef VirtualAccessibility::find(const std::string& role, const std::string& title) const {
-  for (const AXUIElement& e : nodes_) {
-    if (e.role == role && (title.empty() || e.title == title))
-      return const_cast<AXUIElementRef>(&e);
-  }
-  return nullptr;
-}
-
 AXUIElementRef VirtualAccessibility::createApplication(int32_t pid) {
   auto found = applications_.find(pid);
   return found == applications_.end() ? nullptr : found->second;

@@ -57,8 +57,6 @@ class VirtualAccessibility final : public port::Accessibility {
     elementErrors_[element] = error;
   }
   uint64_t calls() const { return calls_; }
-  // The first element of the tree with this role and title (or any title when empty).
-  port::AXUIElementRef find(const std::string& role, const std::string& title = "") const;
 
   port::AXUIElementRef createSystemWide() override { return &systemWide_; }
   port::AXUIElementRef createApplication(int32_t pid) override;

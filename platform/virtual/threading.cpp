@@ -162,7 +162,6 @@ void Threading::lock(NSLockRef lock) {
     std::abort();
   }
   lock->held = 1;
-  ++lockCount_;
 }
 
 void Threading::unlock(NSLockRef lock) {

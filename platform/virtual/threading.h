@@ -99,7 +99,6 @@ class Threading final : public port::Clock,
   void drainBlocks(LaneId lane);
   port::RunLoopSource* createSource();
   int autoreleasePoolDepth() const { return poolDepth_; }
-  uint64_t lockCount() const { return lockCount_; }
 
  private:
   void scheduleTimer(port::RunLoopTimer* timer);
@@ -115,7 +114,6 @@ class Threading final : public port::Clock,
   std::deque<port::Lock> locks_;
   std::vector<port::Block> draining_;
   int poolDepth_ = 0;
-  uint64_t lockCount_ = 0;
 };
 
 }  // namespace vsession
