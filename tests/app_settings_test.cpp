@@ -261,7 +261,6 @@ TEST(AppSettingsAgentTest, FillWithHoverAndAutoscrollOffStopsTheHoverTimer) {
   bgUpdatePrefsFromAppList();
   agent.runUntil(1);
   EXPECT_EQ(eventBlocks, 0);
-  prefs_bgprefs();
   session.preferences().setAppValue(
       "appList",
       PlistValue(PlistArray{element({}, numbers({{"hoverOn", 0}, {"autoScrollOn", 0}}))}),

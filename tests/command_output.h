@@ -6,6 +6,9 @@
 
 namespace testing_support {
 
+// Python's plistlib as an independent reader and writer; append a command and its arguments.
+inline const std::string kPlistlibPeer = "python3 " VARSEL_SOURCE_DIR "/tests/plistlib_peer.py ";
+
 inline std::string commandOutput(const std::string& command) {
   std::string out;
   FILE* pipe = popen(command.c_str(), "r");

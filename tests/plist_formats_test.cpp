@@ -171,8 +171,8 @@ TEST(PlistInteropTest, ArchiveWeWriteReadsBackAndPlistlibReadsItToo) {
   std::ofstream(file, std::ios::binary)
       .write(reinterpret_cast<const char*>(bytes.data()),
              static_cast<std::streamsize>(bytes.size()));
-  std::string theirs = testing_support::commandOutput(
-      "python3 " VARSEL_SOURCE_DIR "/tests/plistlib_peer.py read-archive " + file.string());
+  std::string theirs = testing_support::commandOutput(testing_support::kPlistlibPeer +
+                                                      "read-archive " + file.string());
   ASSERT_FALSE(theirs.empty());
   EXPECT_EQ(json::parse(theirs), toJson(settings));
 }
@@ -194,8 +194,8 @@ TEST(PlistInteropTest, ArchivePlistlibWritesReadsWithOurs) {
                 {"padCoastFactor", 0.5},
                 {"list", {1, "x"}},
                 {"nothing", nullptr}};
-  std::string command = "python3 " VARSEL_SOURCE_DIR "/tests/plistlib_peer.py write-archive '" +
-                        value.dump() + "' " + file.string();
+  std::string command =
+      testing_support::kPlistlibPeer + "write-archive '" + value.dump() + "' " + file.string();
   ASSERT_EQ(std::system(command.c_str()), 0);
   vsession::ArchiveRead ours =
       vsession::unarchive(readBytes(file), vsession::ForeignClasses::kRefuse);

@@ -29,8 +29,8 @@ fs::path scratch(const std::string& name) {
 // Writes a preferences domain with Python's plistlib, as another program would.
 fs::path domainWrittenByPython(const json& layout, const std::string& name) {
   fs::path file = scratch(name);
-  std::string command = "python3 " VARSEL_SOURCE_DIR "/tests/plistlib_peer.py write-domain '" +
-                        layout.dump() + "' " + file.string();
+  std::string command =
+      testing_support::kPlistlibPeer + "write-domain '" + layout.dump() + "' " + file.string();
   EXPECT_EQ(std::system(command.c_str()), 0);
   return file;
 }
@@ -71,7 +71,7 @@ TEST(ScenarioPrefsTest, DomainWeWriteIsABinaryPropertyListPlistlibReads) {
   in.read(magic.data(), 8);
   EXPECT_EQ(magic, "bplist00");
 
-  std::string peer = "python3 " VARSEL_SOURCE_DIR "/tests/plistlib_peer.py ";
+  const std::string& peer = testing_support::kPlistlibPeer;
   json domain = json::parse(testing_support::commandOutput(peer + "read-plist " + file.string()));
   EXPECT_EQ(domain["dragSlop"], 7);
   EXPECT_EQ(domain["prefsVers"], 1);

@@ -8,10 +8,9 @@
 
 #include "Commonprefs.h"
 #include "VAstate.h"
+#include "agent_session.h"
 #include "bgprefs.h"
-#include "main.h"
 #include "platform/virtual/keyed_archive.h"
-#include "platform/virtual/session.h"
 
 namespace testing_support {
 
@@ -33,23 +32,11 @@ inline PlistValue element(PlistDict identity, const PlistDict& settings) {
 
 class SettingsSession {
  public:
-  explicit SettingsSession(vsession::SessionConfig config = {}) : session_(std::move(config)) {
-    port::setPlatform(&session_.platform());
-    agent_resetModules();
-  }
-  ~SettingsSession() {
-    agent_resetModules();
-    port::setPlatform(nullptr);
-  }
+  explicit SettingsSession(vsession::SessionConfig config = {})
+      : process_(std::move(config), false) {}
 
-  void write(const std::string& key, PlistValue value) {
-    session_.preferences().setAppValue(key, value, kPrefsDomain);
-    session_.preferences().appSynchronize(kPrefsDomain);
-  }
-  void erase(const std::string& key) {
-    session_.preferences().setAppValue(key, std::nullopt, kPrefsDomain);
-    session_.preferences().appSynchronize(kPrefsDomain);
-  }
+  void write(const std::string& key, PlistValue value) { store(key, std::move(value)); }
+  void erase(const std::string& key) { store(key, std::nullopt); }
   void writeAppList(PlistArray elements) { write("appList", PlistValue(std::move(elements))); }
 
   // Start-up's read, as a fresh process.
@@ -59,14 +46,20 @@ class SettingsSession {
     return *prefs_bgprefs();
   }
 
-  vsession::VirtualSession& session() { return session_; }
+  vsession::VirtualSession& session() { return process_.session(); }
   std::optional<PlistValue> stored(const std::string& key) {
-    session_.preferences().appSynchronize(kPrefsDomain);
-    return session_.preferences().copyAppValue(key, kPrefsDomain);
+    session().preferences().appSynchronize(kPrefsDomain);
+    return session().preferences().copyAppValue(key, kPrefsDomain);
   }
 
  private:
-  vsession::VirtualSession session_;
+  // Written and synchronised at once, as the pane writes.
+  void store(const std::string& key, const std::optional<PlistValue>& value) {
+    session().preferences().setAppValue(key, value, kPrefsDomain);
+    session().preferences().appSynchronize(kPrefsDomain);
+  }
+
+  AgentSession process_;  // the agent's process, not started: only its settings are read
 };
 
 }  // namespace testing_support
