@@ -1,11 +1,13 @@
-// The bars record: the scroll bars and scrollable areas found under the cursor, and facts
-// about their window. The run timer fills one copy on the main thread and hands the event
-// thread a whole copy under eventThreadBarsLock.
+// What lies under the cursor: the process, the window and the scroll bars (with the areas
+// they scroll). The run timer asks on the main thread several times a second; the answers
+// feed hover scrolling, the coast rectangle and the per-application settings switch.
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 #include "VAutils.h"
+#include "platform/api/accessibility.h"
 
 struct Sbar {
   double foundTime = 0;
@@ -17,6 +19,9 @@ struct Sbar {
   float prevValue = 0;
 };
 
+// The value a made-up entry carries: there is no real bar behind it.
+inline constexpr float kMadeUpBarValue = 100.0f;
+
 struct Bars {
   Sbar up;
   Sbar down;
@@ -25,8 +30,66 @@ struct Bars {
   int32_t upOfst = 0;
   int32_t downOfst = 0;
   uint32_t changeCount = 0;
-  const char* windowIdentifier = nullptr;  // owned by the main thread's record
+  // Owned by VAux; the event thread's copy shares the pointer without owning it.
+  const char* windowIdentifier = nullptr;
   uint64_t windowNumber = 0;
   uint8_t deactivateHoverZones = 0;
   uint8_t nonAXbars = 0;
 };
+
+class VAux {
+ public:
+  // The process under the Cocoa point p: a pid, 0 (nothing there or a passing error), -1
+  // (the 31st counted failure in a row) or -2 (no element). Sets the element under the
+  // cursor that updateBars walks from.
+  static int32_t updateAppUnderCursor(port::CGPoint p);
+  // The run timer's entry: also stores the window's rectangle, flipped to Cocoa, in *r, and
+  // with `centered` asks again at the window's centre.
+  static int32_t updateAppUnderCursor_centered_wRect(port::CGPoint p, bool centered, IRect* r);
+  // One discovery pass from the element under the cursor.
+  static void updateBars_andWindowRect(Bars* b, IRect* r);
+  static bool isCurrentWindowFrontMost();
+  // An accessibility query while permission is missing, so that the system lists the agent
+  // as an accessibility client.
+  static void tryAssistive();
+};
+
+// Scan state of the test for content that accessibility does not describe.
+struct NonAXvars {
+  float childArea = 0;
+  float minWidth = 80.0f;
+  float minHeight = 200.0f;
+  int32_t depth = 0;
+  uint8_t mayHaveNonAX = 0;
+};
+
+void addIfValid_sbar_parent(port::AXUIElementRef bar, port::AXUIElementRef parent);
+void processScrollArea(port::AXUIElementRef area);
+void checkChildrenOfElement_childToSkip(port::AXUIElementRef element,
+                                        port::AXUIElementRef childToSkip);
+bool areAllSbarsFound();
+bool window_withRect_hasNoScrollAreaAndMayHaveNonAX(IRect windowRect, port::AXUIElementRef window);
+// YES: no scroll area was seen below `element`, and the caller may go on.
+bool checkChildrenOfElement_nonAXvars(port::AXUIElementRef element, NonAXvars* state);
+void limit_rectPtr_toRectPtr_alongVerticalAxis(IRect* rect, const IRect* limit, bool vertical);
+
+struct VAuxStatics {
+  port::AXUIElementRef systemWideElement = nullptr;
+  port::AXUIElementRef cursorElement = nullptr;
+  int64_t sWindowNumberUnderCursor = 0;
+  int32_t errCount = 0;
+  int32_t lastPid = 0;
+  port::CGPoint lastpoint;
+  int32_t skipRedoCount = 0;
+  Sbar* upSbar = nullptr;
+  Sbar* downSbar = nullptr;
+  Sbar* leftSbar = nullptr;
+  Sbar* rightSbar = nullptr;
+  // The window identifier the record points at, and the one before it, which the event
+  // thread's copy may still point at until the next hand-over.
+  std::string identifiers[2];
+  int currentIdentifier = 0;
+};
+
+VAuxStatics& VAux_statics();
+void VAux_reset();

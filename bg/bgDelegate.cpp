@@ -1,38 +1,126 @@
 #include "bgDelegate.h"
 
+#include "Commonprefs.h"
 #include "VAevent.h"
 #include "VAstate.h"
 #include "VAtapMgr.h"
 #include "VAutils.h"
+#include "acc/blockAtomic.h"
 #include "platform/api/platform.h"
 
 using namespace port;
 
 namespace {
+
 bgDelegateStatics s;
+
+// The per-user port that marks a running agent.
+std::string agentPortName() {
+  return "com.tarnwick.v4b" + std::to_string(platform().application->userId());
 }
+
+void onMain(void (*work)()) {
+  Dispatch& dispatch = *platform().dispatch;
+  dispatch.async(dispatch.getMainQueue(), BlockWithAutoreleasePool([work] { work(); }));
+}
+
+// The port is only there to be found; it answers nothing.
+bool receivePortCallBack(CFMessagePortRef, int32_t, const std::vector<uint8_t>&,
+                         std::vector<uint8_t>*, void*) {
+  return false;
+}
+
+void retryAssistiveAccess(CFRunLoopTimerRef, void*) {
+  bgDelegate::ensureAssistiveAccess();
+}
+
+// Other copies of this agent are asked to quit, each given 2 s to go.
+void endOtherCopies() {
+  int32_t self = platform().application->processIdentifier();
+  for (const RunningApplication& app : platform().workspace->runningApplications()) {
+    if (app.bundleIdentifier != kPrefsDomain || app.pid == self) continue;
+    platform().workspace->terminateApplication(app.pid);
+    platform().threads->sleepForTimeInterval(2.0);
+  }
+}
+
+// True when another agent of this user still answers on the agent's port.
+bool anotherAgentAnswers() {
+  MessagePorts& ports = *platform().messagePorts;
+  CFMessagePortRef remote = ports.createRemote(agentPortName());
+  if (!remote) return false;
+  ports.invalidate(remote);
+  ports.release(remote);
+  return true;
+}
+
+void openAgentPort() {
+  MessagePorts& ports = *platform().messagePorts;
+  s.sLocalPort = ports.createLocal(agentPortName(), receivePortCallBack, nullptr);
+  if (!s.sLocalPort) return;
+  RunLoops& loops = *platform().runLoops;
+  loops.addSource(loops.getMain(), ports.createRunLoopSource(s.sLocalPort), RunLoopMode::kCommon);
+}
+
+}  // namespace
 
 bgDelegateStatics& bgDelegate_statics() {
   return s;
 }
 
-// The lock belongs to the session that made it and goes with it.
+// The lock and timers belong to the session that made them and go with it.
 void bgDelegate_reset() {
   s = bgDelegateStatics{};
 }
 
 void bgDelegate::applicationDidFinishLaunching() {
+  endOtherCopies();
+  if (anotherAgentAnswers()) {
+    platform().application->terminate();
+    return;
+  }
   s.preferences.startPrefs();
   event_initPrefs();
   utils_cacheNSScreenFrames_force(false);
-  Dispatch& dispatch = *platform().dispatch;
-  dispatch.async(dispatch.getMainQueue(), [] { finishStartup(); });
+  openAgentPort();
+  platform().notifications->addObserver(
+      nullptr, "com.tarnwick.v4fb",
+      [](void*, std::string_view, const PlistDict& userInfo) { backReply(userInfo); });
+  // Before 10.10 accessibility was a global switch, not a per-application permission.
+  if (sysvers() < 0x1010) {
+    onMain(finishStartup);
+  } else {
+    onMain(ensureAssistiveAccess);
+  }
+}
+
+void bgDelegate::ensureAssistiveAccess() {
+  if (isAssistiveEnabled()) {
+    finishStartup();
+    return;
+  }
+  VAux::tryAssistive();
+  if (isFrontAppRunning()) bgAppDelegateSendFrontApp_message_dict("AXd", nullptr);
+  RunLoops& loops = *platform().runLoops;
+  double now = platform().clock->absoluteTimeGetCurrent();
+  CFRunLoopTimerRef retry = loops.timerCreate(now + 1.0, 0, retryAssistiveAccess, nullptr);
+  loops.addTimer(loops.getMain(), retry, RunLoopMode::kCommon);
+}
+
+bool isAssistiveEnabled() {
+  Accessibility& ax = *platform().accessibility;
+  return sysvers() >= 0x1090 ? ax.isProcessTrustedWithOptions(false) : ax.apiEnabled();
 }
 
 void bgDelegate::finishStartup() {
   if (state_quitting()) return;
   if (!s.eventThreadBarsLock) s.eventThreadBarsLock = platform().threads->lockCreate();
   if (!s.sTapMgr) s.sTapMgr = VAtapMgr::init();
+  if (isFrontAppRunning()) bgAppDelegateSendFrontApp_message_dict("ton", nullptr);
+  // A downloaded copy that was never moved runs from a randomised read-only location.
+  bool translocated = platform().application->bundlePath().find("ranslocat") != std::string::npos;
+  bgAppDelegateSendFrontApp_message_dict(translocated ? "tloc" : "tlno", nullptr);
+  runTimer();
 }
 
 CGEventRef bgDelegate::eventForEvent(CGEventRef event) {
@@ -56,7 +144,49 @@ void bgDelegate::handleVAEvent(int kind) {
   VAevent::handleVAEvent(kind);
 }
 
-void bgDelegate::MMoved() {
-  s.sWaitUntilMouseMoves = false;
-  s.sLastMouseMovedTime = platform().clock->absoluteTimeGetCurrent();
+void bgDelegate::changedWindowAtCursor(int32_t windowNumber) {
+  s.sLastWindowNumber = windowNumber;
+  postVAEvent(8);
+}
+
+void bgDelegate::changedBarsAtCursor() {
+  postVAEvent(9);
+}
+
+int32_t bgDelegate::lastWindowNumber() {
+  return s.sLastWindowNumber;
+}
+
+bool bgDelegate::isDisabledForPid(int32_t) {
+  prefs_switchToPrefsForPid(s.sCursorPid);
+  const PrefsRecord& p = *prefs_bgprefs();
+  return !p.wheelOn && !p.padOn && !p.hoverOn && !p.autoScrollOn && !p.grabOn && !p.keysOn &&
+         !p.vectorOn;
+}
+
+// Called on the event thread; it reads the main thread's bars record without the lock, as
+// a coast only needs a recent area, not an exact one.
+void bgDelegate::setCoastRect() {
+  if (prefs_hoverEngineOn()) {
+    for (const Sbar* e : {&s.bars.up, &s.bars.down, &s.bars.left, &s.bars.right}) {
+      if (e->found) {
+        s.sCoastRect = e->rect;
+        return;
+      }
+    }
+    IRect window;
+    if (state_haveCurWindow_rectPtr(&window)) {
+      s.sCoastRect = window;
+      return;
+    }
+  }
+  s.sCoastRect.left = 0;
+  s.sCoastRect.right = 0;
+}
+
+bool bgDelegate::ckCursorInCoastRect() {
+  const IRect& r = s.sCoastRect;
+  if (r.right <= r.left) return true;
+  const CGPoint& p = s.sLastMousePoint;
+  return r.left <= p.x && p.x <= r.right && r.bottom <= p.y && p.y <= r.top;
 }

@@ -1,32 +1,71 @@
-// The application delegate: starts the agent and serves the event handlers (the bars
-// copy for each tapped event, VA event hand-over, mouse-moved reports).
+// The application delegate: starts the agent (one per user), waits for the accessibility
+// permission, then keeps the picture of what lies under the cursor current with the run
+// timer on the main thread. It serves the event handlers (the bars copy for each tapped
+// event, VA event hand-over, mouse-moved reports, the coast rectangle) and talks to the
+// preference pane.
 #pragma once
+
+#include <cstdint>
+#include <string>
 
 #include "VAux.h"
 #include "bgprefs.h"
+#include "platform/api/channels.h"
 #include "platform/api/events.h"
+#include "platform/api/preferences.h"
 
 class VAtapMgr;
 
 class bgDelegate {
  public:
-  // Launch: reads the settings, gives the modules their pointer to them, then finishes
-  // start-up on the main queue.
+  // Launch: ends other copies, settings, the screen cache, the channels, then waits for the
+  // accessibility permission on the main queue.
   static void applicationDidFinishLaunching();
-  // Creates the bars lock and the tap manager (its taps and the event thread).
+  // Retries every second until the permission is there, then finishes start-up.
+  static void ensureAssistiveAccess();
+  // The bars lock, the tap manager, the pane's start-up messages, the first run-timer pass.
   static void finishStartup();
+
+  // One pass of the run timer (main thread); it reschedules itself.
+  static void runTimer();
+  static void runTimerOnMain();
+  // A run `seconds` from now; an earlier pending request wins over a later one.
+  static void runTimerAfter(float seconds);
+  static void runTimerAfter_b();
+  static void forceRunTimer();
+  static void pauseTimerUntilMouseMoves();
+  static void runTimerForWindowCenter();
+  // A mouse-moved or gesture event was seen (event thread).
+  static void MMoved();
 
   // Event thread: copies the bars record under its lock and asks the dispatcher.
   static port::CGEventRef eventForEvent(port::CGEventRef event);
   // Main thread (key events): asks the dispatcher without a bars record.
   static port::CGEventRef eventForEventOnMain(port::CGEventRef event);
-
   static void postVAEvent(int kind);
   static void handleVAEvent(int kind);
 
-  // A mouse-moved or gesture event was seen (event thread).
-  static void MMoved();
+  static void changedWindowAtCursor(int32_t windowNumber);
+  static void changedBarsAtCursor();
+  static int32_t lastWindowNumber();
+  // Whether every feature is off for the application under the cursor, whatever pid is
+  // given: the settings follow the cursor.
+  static bool isDisabledForPid(int32_t pid);
+
+  // The area in which a coast may go on: the first found bar's area, else the window.
+  static void setCoastRect();
+  // Whether the cursor is still in the coast rectangle; an empty one always answers yes.
+  static bool ckCursorInCoastRect();
 };
+
+// Whether the process may use the accessibility interface.
+bool isAssistiveEnabled();
+
+// The control channel's sending side and its receiver.
+bool isFrontAppRunning();
+void bgAppDelegateSendFrontApp_message_dict(const std::string& message,
+                                            const port::PlistDict* data);
+void backReply(const port::PlistDict& userInfo);
 
 struct bgDelegateStatics {
   bgprefs preferences;  // the delegate's preferences object
@@ -36,6 +75,20 @@ struct bgDelegateStatics {
   Bars eventThreadBars;
   bool sWaitUntilMouseMoves = false;
   double sLastMouseMovedTime = 0;
+  double sNextTime = 0;
+  bool sForceRun = false;
+  bool sRunForWindowCenter = false;
+  double lastRun = 0;
+  double lastFrontAppAssistiveUpdateTime = 0;
+  double lastScheduleUpdateCheck = 0;
+  int32_t sCursorPid = 0;
+  port::CGPoint sLastMousePoint;
+  IRect sCoastRect;
+  int32_t sLastWindowNumber = 0;
+  // The pending run of the timer (one timer, moved to each new due time).
+  port::CFRunLoopTimerRef sRunTimer = nullptr;
+  port::CFMessagePortRef sLocalPort = nullptr;
+  std::string FrontPortName;
 };
 
 bgDelegateStatics& bgDelegate_statics();

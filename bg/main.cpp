@@ -5,8 +5,10 @@
 #include "VAstate.h"
 #include "VAtapMgr.h"
 #include "VAutils.h"
+#include "VAux.h"
 #include "bgDelegate.h"
 #include "bgprefs.h"
+#include "platform/api/platform.h"
 
 void agent_resetModules() {
   bgDelegate_reset();
@@ -14,6 +16,12 @@ void agent_resetModules() {
   VAevent_reset();
   VAstate_reset();
   VAutils_reset();
+  VAux_reset();
   bgprefs_reset();
   Commonprefs_reset();
+}
+
+int agent_main() {
+  port::platform().application->run(&bgDelegate::applicationDidFinishLaunching);
+  return 0;
 }

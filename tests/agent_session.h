@@ -43,8 +43,7 @@ class AgentSession {
 
   // Launch on the main thread, start-up on the main queue, the event thread's first pass.
   void startAgent() {
-    session_.platform().dispatch->async(session_.platform().dispatch->getMainQueue(),
-                                        [] { bgDelegate::applicationDidFinishLaunching(); });
+    agent_main();
     session_.runUntil(session_.elapsed());
   }
 

@@ -13,14 +13,14 @@
 #include "command_output.h"
 #include "platform/virtual/keyed_archive.h"
 #include "platform/virtual/plist_codec.h"
-#include "plist_json.h"
+#include "platform/virtual/plist_json.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 using namespace port;
 using nlohmann::json;
-using testing_support::toJson;
+using vsession::toJson;
 
 const fs::path kTestData = fs::path(VARSEL_SOURCE_DIR) / ".." / "shared" / "testdata";
 

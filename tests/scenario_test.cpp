@@ -62,7 +62,7 @@ const BadScenario kBadScenarios[] = {
     {R"({"input": [{"t": -1, "wheel": {"y": 1}}]})",
      "/input/0/t: expected a number from 0 to 1e+06, got -1"},
     {R"({"input": [{"t": 1}]})",
-     "/input/0: missing the input: one of wheel, move, modifiers, button, key, event"},
+     "/input/0: missing the input: one of wheel, move, modifiers, button, key, event, pane"},
     {R"({"input": [{"t": 1, "wheel": {"y": 1}, "key": {"chars": "a", "code": 0}}]})",
      "/input/0: one input per step: both \"wheel\" and \"key\""},
     {R"({"input": [{"t": 1, "wheel": {"z": 1}}]})", "/input/0/wheel/z: unknown key \"z\""},

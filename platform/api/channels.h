@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "preferences.h"
 #include "run_loop.h"
 
 namespace port {
@@ -14,8 +15,9 @@ namespace port {
 struct MessagePort;
 using CFMessagePortRef = MessagePort*;
 
+// A distributed notification carries a property-list dictionary as its user info.
 using NotificationCallBack = void (*)(void* observer, std::string_view name,
-                                      std::string_view object);
+                                      const PlistDict& userInfo);
 // The reply is written into `reply`; the return value says whether there is one.
 using MessagePortCallBack = bool (*)(CFMessagePortRef port, int32_t msgid,
                                      const std::vector<uint8_t>& data, std::vector<uint8_t>* reply,
@@ -27,7 +29,9 @@ class Notifications {
   virtual ~Notifications() = default;
   virtual void addObserver(void* observer, const std::string& name,
                            NotificationCallBack callback) = 0;
-  virtual void postNotification(const std::string& name, const std::string& object) = 0;
+  // postNotificationName:object:userInfo:deliverImmediately: with a nil object.
+  virtual void postNotification(const std::string& name, const PlistDict& userInfo,
+                                bool deliverImmediately) = 0;
 };
 
 class MessagePorts {

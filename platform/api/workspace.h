@@ -40,6 +40,8 @@ class Workspace {
 class Application {
  public:
   virtual ~Application() = default;
+  // NSApplicationMain: runs the application, whose delegate is told once launching is done.
+  virtual void run(void (*applicationDidFinishLaunching)()) = 0;
   virtual void terminate() = 0;  // -[NSApplication terminate:] with a nil sender
   virtual int32_t processIdentifier() = 0;
   virtual uint32_t userId() = 0;

@@ -4,6 +4,8 @@
 
 #include <system_error>
 
+#include "plist_json.h"
+
 namespace vsession {
 
 namespace {
@@ -53,6 +55,33 @@ VirtualSession::VirtualSession(const SessionConfig& config)
   platform_.accessibility = &accessibility_;
   accessibility_.rebuild();
   accessibility_.setTrusted(config.accessibilityTrusted);
+  if (config.accessibilityGrantedAt) {
+    at(*config.accessibilityGrantedAt, [this] { accessibility_.setTrusted(true); });
+  }
+  platform_.notifications = &notifications_;
+  platform_.messagePorts = &messagePorts_;
+  platform_.urlEvents = &urlEvents_;
+
+  // Every message the agent posts for the pane, whether a pane listens or not.
+  notifications_.listen("com.tarnwick.v4bf", [this](const port::PlistDict& info) {
+    TraceLine fields = TraceLine::object();
+    auto m = info.find("m");
+    fields["m"] = m == info.end() ? TraceLine() : TraceLine(toJson(m->second));
+    auto d = info.find("d");
+    fields["d"] = d == info.end() ? TraceLine() : TraceLine(toJson(d->second));
+    trace_.add(scheduler_.now(), "pane", std::move(fields));
+  });
+  // Another copy of the agent answers on the agent's port until it ends.
+  for (const VirtualApp& app : world_.apps) {
+    if (app.bundleIdentifier == kAgentBundleIdentifier) {
+      messagePorts_.claim("com.tarnwick.v4b" + std::to_string(config.userId), app.pid);
+    }
+  }
+  workspace_.setTerminationObserver([this](int32_t pid) {
+    messagePorts_.releaseAllOf(pid);
+    trace_.add(scheduler_.now(), "terminate", {{"pid", pid}});
+  });
+  setPaneRunning(config.paneRunning);
   platform_.systemLog = &log_;
 }
 
@@ -61,8 +90,37 @@ VirtualSession::~VirtualSession() {
   if (ownsHome_) std::filesystem::remove_all(home_, ignored);
 }
 
+VirtualApp VirtualSession::agentProcess() const {
+  VirtualApp agent;
+  agent.pid = config_.agentPid;
+  agent.bundleIdentifier = kAgentBundleIdentifier;
+  agent.name = "Varsel Agent";
+  agent.processName = "Varsel Agent";
+  agent.bundlePath = "/Library/PreferencePanes/Varsel.prefPane/Contents/Resources/Varsel Agent.app";
+  return agent;
+}
+
+void VirtualSession::setPaneRunning(bool running) {
+  std::string port = "com.tarnwick.v4" + std::to_string(config_.userId);
+  if (running) {
+    messagePorts_.claim(port, kPanePid);
+  } else {
+    messagePorts_.releaseAllOf(kPanePid);
+  }
+}
+
+void VirtualSession::paneSend(const port::PlistDict& message) {
+  notifications_.postNotification("com.tarnwick.v4fb", message, true);
+}
+
 void VirtualSession::at(double seconds, port::Block action) {
   scheduler_.schedule(absolute(seconds), Scheduler::kSystemLane, "input", std::move(action));
+}
+
+// The framework finishes launching on the main thread's first pass.
+void VirtualSession::AppPort::run(void (*applicationDidFinishLaunching)()) {
+  s_.scheduler_.schedule(s_.scheduler_.now(), Scheduler::kMainLane, "launch",
+                         [applicationDidFinishLaunching] { applicationDidFinishLaunching(); });
 }
 
 // The request is handled on the main thread's next pass; then the process is gone.
@@ -75,7 +133,7 @@ void VirtualSession::AppPort::terminate() {
 }
 
 std::string VirtualSession::AppPort::bundlePath() {
-  return "/Library/PreferencePanes/Varsel.prefPane/Contents/Resources/Varsel Agent.app";
+  return *s_.agentProcess().bundlePath;
 }
 
 std::optional<std::string> VirtualSession::AppPort::bundlePathWithIdentifier(

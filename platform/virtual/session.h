@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "accessibility_model.h"
+#include "channels.h"
 #include "display_services.h"
 #include "event_system.h"
 #include "faults.h"
@@ -22,6 +23,10 @@
 #include "world.h"
 
 namespace vsession {
+
+inline constexpr const char* kAgentBundleIdentifier = "com.tarnwick.varsel4b";
+// The process that shows the preference pane.
+inline constexpr int32_t kPanePid = 300;
 
 // 2 Nov 2026 09:00:00 GMT, as seconds since 1 Jan 2001.
 inline constexpr double kDefaultStartTime = 815302800.0;
@@ -37,7 +42,9 @@ struct SessionConfig {
   uint32_t userId = 501;
   port::SystemVersion systemVersion{10, 15, 7};
   std::optional<double> scrollWheelScaling;
-  bool accessibilityTrusted = true;  // the agent's accessibility permission
+  bool accessibilityTrusted = true;              // the agent's accessibility permission
+  std::optional<double> accessibilityGrantedAt;  // seconds after the start
+  bool paneRunning = false;  // the preference pane is open and listens on its port
   // The user's home folder; a fresh temporary one, removed afterwards, when not given.
   std::optional<std::filesystem::path> home;
   bool recordWakes = false;
@@ -64,7 +71,15 @@ class VirtualSession {
   VirtualWindowServer& windowServer() { return windowServer_; }
   VirtualAccessibility& accessibility() { return accessibility_; }
   VirtualPower& power() { return power_; }
+  VirtualNotifications& notifications() { return notifications_; }
+  VirtualMessagePorts& messagePorts() { return messagePorts_; }
+  VirtualURLEvents& urlEvents() { return urlEvents_; }
   const std::filesystem::path& home() const { return home_; }
+
+  // The preference pane opens (its port appears) or closes.
+  void setPaneRunning(bool running);
+  // The pane posts a message to the agent ("m" and, for some, "s").
+  void paneSend(const port::PlistDict& message);
 
   // Virtual seconds since the session started, and the absolute time of such a moment.
   double elapsed() const { return scheduler_.now() - scheduler_.startTime(); }
@@ -80,10 +95,11 @@ class VirtualSession {
   class AppPort final : public port::Application {
    public:
     explicit AppPort(VirtualSession& s) : s_(s) {}
+    void run(void (*applicationDidFinishLaunching)()) override;
     void terminate() override;
     int32_t processIdentifier() override { return s_.config_.agentPid; }
     uint32_t userId() override { return s_.config_.userId; }
-    std::string bundleIdentifier() override { return "com.tarnwick.varsel4b"; }
+    std::string bundleIdentifier() override { return kAgentBundleIdentifier; }
     std::string bundlePath() override;
     std::string resourcePath() override { return bundlePath() + "/Contents/Resources"; }
     std::optional<std::string> bundlePathWithIdentifier(const std::string& identifier) override;
@@ -101,6 +117,8 @@ class VirtualSession {
     VirtualSession& s_;
   };
 
+  VirtualApp agentProcess() const;
+
   SessionConfig config_;
   std::filesystem::path home_;
   bool ownsHome_ = false;
@@ -115,10 +133,13 @@ class VirtualSession {
   VirtualArchiver archiver_;
   VirtualFiles files_{home_};
   VirtualSystemFacts systemFacts_{config_.systemVersion, config_.scrollWheelScaling};
-  VirtualWorkspace workspace_{world_};
+  VirtualWorkspace workspace_{world_, agentProcess()};
   VirtualWindowServer windowServer_{world_, trace_, scheduler_};
   VirtualPower power_;
   VirtualAccessibility accessibility_{world_};
+  VirtualNotifications notifications_{scheduler_};
+  VirtualMessagePorts messagePorts_{scheduler_};
+  VirtualURLEvents urlEvents_{scheduler_};
   AppPort app_{*this};
   LogPort log_{*this};
   port::Platform platform_;

@@ -142,6 +142,8 @@ std::vector<RunningApplication> VirtualWorkspace::runningApplications() {
   for (const VirtualApp& app : world_.apps) {
     apps.push_back({app.pid, app.bundleIdentifier, app.name, app.bundlePath, app.executablePath});
   }
+  apps.push_back(
+      {agent_.pid, agent_.bundleIdentifier, agent_.name, agent_.bundlePath, std::nullopt});
   return apps;
 }
 
@@ -161,6 +163,7 @@ bool VirtualWorkspace::terminateApplication(int32_t pid) {
   if (app == world_.apps.end()) return false;
   world_.apps.erase(app);
   std::erase_if(world_.windows, [pid](const VirtualWindow& w) { return w.pid == pid; });
+  if (terminated_) terminated_(pid);
   return true;
 }
 

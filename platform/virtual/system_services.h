@@ -4,6 +4,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -80,14 +81,20 @@ class VirtualSystemFacts final : public port::SystemFacts {
 
 class VirtualWorkspace final : public port::Workspace {
  public:
-  explicit VirtualWorkspace(World& world) : world_(world) {}
+  // The agent's own process is among the running applications.
+  VirtualWorkspace(World& world, VirtualApp agent) : world_(world), agent_(std::move(agent)) {}
   std::vector<port::RunningApplication> runningApplications() override;
   std::optional<port::ProcessInformation> processInformation(int32_t pid) override;
   int32_t frontProcessPid() override { return world_.frontPid; }
   bool terminateApplication(int32_t pid) override;
+  void setTerminationObserver(std::function<void(int32_t pid)> observer) {
+    terminated_ = std::move(observer);
+  }
 
  private:
   World& world_;
+  VirtualApp agent_;
+  std::function<void(int32_t)> terminated_;
 };
 
 // Reads a whole file; nullopt when it cannot be read.

@@ -1,11 +1,12 @@
 #include "runner.h"
 
+#include <algorithm>
 #include <cmath>
 #include <map>
 #include <sstream>
 
 #include "Commonprefs.h"
-#include "bgDelegate.h"
+#include "bars_observer.h"
 #include "main.h"
 #include "platform/virtual/keyed_archive.h"
 #include "platform/virtual/session.h"
@@ -23,6 +24,11 @@ vsession::SessionConfig sessionConfigFor(const Scenario& s, const RunOptions& op
   config.cursor = s.cursor.value_or(
       CGPoint{main.origin.x + main.size.width / 2, main.origin.y + main.size.height / 2});
   config.systemVersion = s.systemVersion;
+  config.scrollWheelScaling = s.scrollWheelScaling;
+  config.accessibilityTrusted = s.accessibility;
+  config.accessibilityGrantedAt = s.accessibilityGrantedAt;
+  config.paneRunning = s.pane;
+  if (s.home) config.home = *s.home;
   config.frontPid = s.front;
   config.recordWakes = options.wakes;
   // The front application's windows lie above the others; otherwise the listed order holds.
@@ -30,10 +36,15 @@ vsession::SessionConfig sessionConfigFor(const Scenario& s, const RunOptions& op
     for (const ScenarioApp& app : s.apps) {
       if ((app.pid == s.front) != front) continue;
       for (const ScenarioWindow& w : app.windows) {
-        config.windows.push_back({w.number, app.pid, w.frame, w.title, 0, false, w.ui});
+        config.windows.push_back({w.number, app.pid, w.frame, w.title, w.layer, false, w.ui});
       }
     }
   }
+  // Higher layers (the Dock, menus) lie above every document window.
+  std::stable_sort(config.windows.begin(), config.windows.end(),
+                   [](const vsession::VirtualWindow& a, const vsession::VirtualWindow& b) {
+                     return a.layer > b.layer;
+                   });
   for (const ScenarioApp& app : s.apps) {
     vsession::VirtualApp v;
     v.pid = app.pid;
@@ -91,6 +102,13 @@ void schedule(VirtualSession& session, const InputStep& step) {
             session.at(p->t + 0.08,
                        [&input, action] { input.key(action->chars, action->code, false); });
           }
+        } else if constexpr (std::is_same_v<T, PaneInput>) {
+          session.at(p->t, [&session, action] {
+            PlistDict message;
+            message["m"] = PlistValue(action->m);
+            if (action->s) message["s"] = PlistValue(*action->s);
+            session.paneSend(message);
+          });
         } else {
           session.at(p->t,
                      [&input, action] { input.raw(action->type, action->fields, action->flags); });
@@ -206,17 +224,16 @@ RunResult runScenario(const Scenario& scenario, const RunOptions& options) {
   if (scenario.prefs) writeScenarioPrefs(*scenario.prefs, session);
 
   StateObserver observer;
-  session.scheduler().setAfterWakeHook([&session, &observer] {
+  BarsObserver bars;
+  session.scheduler().setAfterWakeHook([&session, &observer, &bars] {
+    double now = session.scheduler().now();
     for (auto& [name, value] : observer.changes()) {
-      session.trace().add(session.scheduler().now(), "state", {{"name", name}, {"value", value}});
+      session.trace().add(now, "state", {{"name", name}, {"value", value}});
     }
+    if (auto change = bars.change()) session.trace().add(now, "bars", std::move(*change));
   });
 
-  // Launch: the application framework calls its delegate on the main thread.
-  if (options.startAgent) {
-    session.platform().dispatch->async(session.platform().dispatch->getMainQueue(),
-                                       [] { bgDelegate::applicationDidFinishLaunching(); });
-  }
+  if (options.startAgent) agent_main();
   for (const InputStep& step : scenario.input) schedule(session, step);
   session.runUntil(scenario.until);
 

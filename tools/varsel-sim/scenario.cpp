@@ -249,11 +249,12 @@ ScenarioApp readApp(const Node& node) {
   if (node.has("creator")) app.creator = readCreator(node.at("creator"));
   if (node.has("windows")) {
     for (const Node& w : node.at("windows").elements()) {
-      w.expectObject({"number", "frame", "title", "ui"});
+      w.expectObject({"number", "frame", "title", "layer", "ui"});
       ScenarioWindow window;
       window.number = w.at("number").integerIn(1, INT32_MAX);
       window.frame = w.at("frame").rect();
       if (w.has("title")) window.title = w.at("title").string();
+      if (w.has("layer")) window.layer = static_cast<int32_t>(w.at("layer").integerIn(-1000, 1000));
       if (w.has("ui")) {
         for (const Node& element : w.at("ui").elements()) window.ui.push_back(readUi(element, 0));
       }
@@ -264,10 +265,10 @@ ScenarioApp readApp(const Node& node) {
 }
 
 InputStep readInput(const Node& node) {
-  static constexpr std::initializer_list<const char*> kKinds = {"wheel",  "move", "modifiers",
-                                                                "button", "key",  "event"};
-  node.expectObject({"t", "wheel", "move", "modifiers", "button", "key", "event"},
-                    {"trackpad", "swipe", "url", "pane"});
+  static constexpr std::initializer_list<const char*> kKinds = {
+      "wheel", "move", "modifiers", "button", "key", "event", "pane"};
+  node.expectObject({"t", "wheel", "move", "modifiers", "button", "key", "event", "pane"},
+                    {"trackpad", "swipe", "url"});
   InputStep step;
   step.t = node.at("t").numberIn(0, 1e6);
   const char* kind = nullptr;
@@ -276,7 +277,9 @@ InputStep readInput(const Node& node) {
     if (kind) node.fail(std::string("one input per step: both \"") + kind + "\" and \"" + k + "\"");
     kind = k;
   }
-  if (!kind) node.fail("missing the input: one of wheel, move, modifiers, button, key, event");
+  if (!kind) {
+    node.fail("missing the input: one of wheel, move, modifiers, button, key, event, pane");
+  }
   Node n = node.at(kind);
   std::string k = kind;
   if (k == "wheel") {
@@ -319,6 +322,12 @@ InputStep readInput(const Node& node) {
     key.code = static_cast<uint16_t>(n.at("code").integerIn(0, 0xFFFF));
     if (n.has("down")) key.down = n.at("down").boolean();
     step.action = key;
+  } else if (k == "pane") {
+    n.expectObject({"m", "s"});
+    PaneInput pane;
+    pane.m = n.at("m").integerIn(INT32_MIN, INT32_MAX);
+    if (n.has("s")) pane.s = n.at("s").string();
+    step.action = pane;
   } else {
     n.expectObject({"type", "fields", "flags"});
     RawEventInput e;
@@ -379,9 +388,28 @@ Scenario parseScenario(const std::string& text, const std::string& file) {
       root.has("name") ? root.at("name").string() : std::filesystem::path(file).stem().string();
   if (root.has("system")) {
     Node system = root.at("system");
-    system.expectObject({"version"}, {"scrollWheelScaling", "accessibility",
-                                      "accessibilityGrantedAt", "pane", "home"});
+    system.expectObject({"version", "scrollWheelScaling", "accessibility", "accessibilityGrantedAt",
+                         "pane", "home"});
     if (system.has("version")) s.systemVersion = readVersion(system.at("version"));
+    if (system.has("scrollWheelScaling")) {
+      s.scrollWheelScaling = system.at("scrollWheelScaling").numberIn(-1, 100);
+    }
+    if (system.has("accessibilityGrantedAt")) {
+      Node grantedAt = system.at("accessibilityGrantedAt");
+      s.accessibilityGrantedAt = grantedAt.numberIn(0, 1e6);
+      s.accessibility = false;
+      if (system.has("accessibility") && system.at("accessibility").boolean()) {
+        grantedAt.fail("the permission is granted from the start (\"accessibility\": true)");
+      }
+    } else if (system.has("accessibility")) {
+      s.accessibility = system.at("accessibility").boolean();
+    }
+    if (system.has("pane")) s.pane = system.at("pane").boolean();
+    if (system.has("home")) {
+      std::filesystem::path home = system.at("home").string();
+      s.home =
+          (home.is_absolute() ? home : std::filesystem::path(file).parent_path() / home).string();
+    }
   }
   if (root.has("screens")) {
     for (const Node& r : root.at("screens").elements()) s.screens.push_back(r.rect());

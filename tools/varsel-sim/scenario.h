@@ -27,6 +27,7 @@ struct ScenarioWindow {
   int64_t number = 0;
   port::CGRect frame;
   std::string title;
+  int32_t layer = 0;                 // 0 for document windows; the Dock and menus lie above
   std::vector<vsession::UiSpec> ui;  // the window's accessibility tree
 };
 
@@ -83,15 +84,28 @@ struct RawEventInput {
   uint64_t flags = 0;
 };
 
+// A message of the preference pane to the agent.
+struct PaneInput {
+  int64_t m = 0;
+  std::optional<std::string> s;
+};
+
 struct InputStep {
   double t = 0;
-  std::variant<WheelInput, MoveInput, ModifiersInput, ButtonInput, KeyInput, RawEventInput> action;
+  std::variant<WheelInput, MoveInput, ModifiersInput, ButtonInput, KeyInput, RawEventInput,
+               PaneInput>
+      action;
 };
 
 struct Scenario {
   std::string file;
   std::string name;
   port::SystemVersion systemVersion{10, 15, 7};
+  std::optional<double> scrollWheelScaling;
+  bool accessibility = true;
+  std::optional<double> accessibilityGrantedAt;
+  bool pane = false;                // the preference pane runs
+  std::optional<std::string> home;  // resolved against the scenario's folder
   std::vector<port::CGRect> screens;
   std::vector<ScenarioApp> apps;
   int32_t front = 0;

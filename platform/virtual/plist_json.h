@@ -5,7 +5,7 @@
 
 #include "platform/api/preferences.h"
 
-namespace testing_support {
+namespace vsession {
 
 // Data becomes {"$data": hex} and UIDs {"$uid": n}; inside a decoded object of another class
 // ("$class"), data fields are left out, as the test data's expectations leave them out.
@@ -50,4 +50,4 @@ inline nlohmann::json toJson(const port::PlistValue& v, bool insideObject = fals
       v.value);
 }
 
-}  // namespace testing_support
+}  // namespace vsession

@@ -1,0 +1,217 @@
+// The run timer: looks at the cursor a few times a second while the mouse moves and rarely
+// when it rests, finds what lies under it, switches the settings to that application and
+// hands the event thread a fresh bars record.
+#include <cmath>
+
+#include "Commonprefs.h"
+#include "VAevent.h"
+#include "VAstate.h"
+#include "VAtapMgr.h"
+#include "VAux.h"
+#include "acc/blockAtomic.h"
+#include "bgDelegate.h"
+#include "platform/api/platform.h"
+
+using namespace port;
+
+namespace {
+
+// Full passes cost accessibility queries: never two within this many seconds.
+constexpr double kMinPassInterval = 0.08;
+constexpr double kMovingDelay = 0.7;
+constexpr double kRestingDelay = 20.0;
+constexpr double kNothingToWatchDelay = 10.0;
+// The mouse counts as resting this long after its last reported move.
+constexpr double kRestAfter = 1.1;
+// While it moves this recently, only hover needs a pass.
+constexpr double kStillMoving = 0.11;
+// A cursor that stayed this close is not looked at again for a second.
+constexpr double kSamePlace = 4.0;
+constexpr double kAssistiveReportInterval = 10.0;
+
+double now() {
+  return platform().clock->absoluteTimeGetCurrent();
+}
+
+template <class F>
+void onMain(F work) {
+  Dispatch& dispatch = *platform().dispatch;
+  dispatch.async(dispatch.getMainQueue(), BlockWithAutoreleasePool(std::move(work)));
+}
+
+void runTimerFired(CFRunLoopTimerRef, void*) {
+  bgDelegate::runTimer();
+}
+
+// The timer is made once and moved to each new due time, which also drops the pending one.
+void scheduleRunTimer(double delay) {
+  bgDelegateStatics& s = bgDelegate_statics();
+  RunLoops& loops = *platform().runLoops;
+  double due = now() + delay;
+  if (!s.sRunTimer || !loops.timerIsValid(s.sRunTimer)) {
+    constexpr double kNeverRepeats = 1e9;
+    s.sRunTimer = loops.timerCreate(due, kNeverRepeats, runTimerFired, nullptr);
+    if (!s.sRunTimer) return;
+    loops.addTimer(loops.getMain(), s.sRunTimer, RunLoopMode::kCommon);
+    return;
+  }
+  loops.timerSetNextFireDate(s.sRunTimer, due);
+}
+
+void tellPaneAssistive(bool granted) {
+  if (isFrontAppRunning()) bgAppDelegateSendFrontApp_message_dict(granted ? "AXe" : "AXd", nullptr);
+}
+
+// Step 9: follow the permission as it comes and goes, and keep the pane told.
+bool checkAssistive(double t, CGPoint p) {
+  bgDelegateStatics& s = bgDelegate_statics();
+  bool granted = isAssistiveEnabled();
+  if (granted && state_AXdisabled()) {
+    state_setAXdisabled(false);
+    bgUpdatePrefsFromAppList();
+    tellPaneAssistive(true);
+  } else if (!granted && !state_AXdisabled()) {
+    state_setAXdisabled(true);
+    // One more query, so that the system lists the agent again under Accessibility.
+    if (sysvers() >= 0x1010) VAux::updateAppUnderCursor(p);
+    bgUpdatePrefsFromAppList();
+    tellPaneAssistive(false);
+  }
+  if (t - s.lastFrontAppAssistiveUpdateTime > kAssistiveReportInterval) {
+    s.lastFrontAppAssistiveUpdateTime = t;
+    tellPaneAssistive(granted);
+  }
+  return granted;
+}
+
+}  // namespace
+
+void bgDelegate::runTimer() {
+  bgDelegateStatics& s = bgDelegate_statics();
+  double t = now();
+  if (!s.sForceRun && t - s.lastRun < kMinPassInterval) return;
+
+  CGPoint p = platform().cocoa->mouseLocation();
+  bool work;
+  double delay;
+  if (t - s.sLastMouseMovedTime > kRestAfter) {
+    state_setNextMoveResumesTimer(true);
+    work = !s.sWaitUntilMouseMoves;
+    delay = kRestingDelay;
+  } else if (!s.sWaitUntilMouseMoves) {
+    work = true;
+    delay = kMovingDelay;
+  } else {
+    state_setNextMoveResumesTimer(true);
+    work = false;
+    delay = kRestingDelay;
+  }
+  if (t - s.sLastMouseMovedTime < kStillMoving) work = work && prefs_hoverOn();
+  if (state_doingCoast() || s.sForceRun) work = true;
+  if (std::fabs(p.x - s.sLastMousePoint.x) <= kSamePlace &&
+      std::fabs(p.y - s.sLastMousePoint.y) <= kSamePlace && t - s.lastRun < 1.0) {
+    work = false;
+  }
+
+  bool tapWanted = event_needMmovedTap() || state_nextMoveResumesTimer();
+  if (!tapWanted) {
+    state_setNextMoveResumesTimer(false);
+    delay = kMovingDelay;
+  }
+  evtapMMoved_setEnabled(tapWanted);
+  // With one settings record for all and nothing hover-like on, the cursor's place
+  // matters to nobody.
+  if (!tapWanted && !s.sForceRun && prefs_singlePrefsOrAllVisibleUseSame() &&
+      !prefs_hoverEngineOn()) {
+    delay = kNothingToWatchDelay;
+    work = false;
+  }
+
+  scheduleRunTimer(delay);
+  s.sForceRun = false;
+  if (!work) return;
+
+  s.sLastMousePoint = p;
+  s.lastRun = t;
+  bool granted = checkAssistive(t, p);
+
+  IRect windowRect;
+  if (granted) {
+    s.sCursorPid = VAux::updateAppUnderCursor_centered_wRect(p, s.sRunForWindowCenter, &windowRect);
+    s.sRunForWindowCenter = false;
+  }
+  if (granted && s.sCursorPid == platform().application->processIdentifier()) return;
+  if (granted && s.sCursorPid != 0) {
+    if (!prefs_singlePrefsOrAllVisibleUseSame()) prefs_switchToPrefsForPid(s.sCursorPid);
+    if (prefs_hoverEngineOn()) {
+      state_setCanHoverCurFrontWindow(!prefs_hoverActiveOnly() || VAux::isCurrentWindowFrontMost());
+      if (s.sCursorPid > 0) VAux::updateBars_andWindowRect(&s.bars, &windowRect);
+      state_setHaveCurWindow_rect(s.sCursorPid > 0, windowRect);
+    }
+    if (state_canHoverCurFrontWindow()) state_forceZonesVisible(false);
+  } else {
+    s.sCursorPid = 0;
+    int32_t front = platform().workspace->frontProcessPid();
+    if (!prefs_singlePrefsOrAllVisibleUseSame()) prefs_switchToPrefsForPid(front);
+  }
+
+  BidRef bid = state_currentAppBid();
+  prefs_setSpecialBehaviorFor_appBid_wRectPtr_cursor(bid.get(), &windowRect, s.sLastMousePoint);
+
+  Threads& threads = *platform().threads;
+  threads.lock(s.eventThreadBarsLock);
+  s.eventThreadBars = s.bars;
+  threads.unlock(s.eventThreadBarsLock);
+}
+
+void bgDelegate::runTimerOnMain() {
+  onMain([] { runTimer(); });
+}
+
+void bgDelegate::runTimerAfter(float seconds) {
+  onMain([seconds] {
+    bgDelegateStatics& s = bgDelegate_statics();
+    double t = now() + seconds;
+    if (s.sNextTime != 0 && t > s.sNextTime) return;
+    s.sNextTime = t;
+    Dispatch& dispatch = *platform().dispatch;
+    dispatch.after(seconds, dispatch.getMainQueue(),
+                   BlockWithAutoreleasePool([] { runTimerAfter_b(); }));
+  });
+}
+
+// A later, earlier-due request replaced this one when the due time is still ahead.
+void bgDelegate::runTimerAfter_b() {
+  bgDelegateStatics& s = bgDelegate_statics();
+  if (s.sNextTime - now() > 0.012) return;
+  s.sNextTime = 0;
+  runTimer();
+}
+
+void bgDelegate::forceRunTimer() {
+  onMain([] {
+    bgDelegate_statics().sForceRun = true;
+    runTimer();
+  });
+}
+
+void bgDelegate::pauseTimerUntilMouseMoves() {
+  onMain([] { bgDelegate_statics().sWaitUntilMouseMoves = true; });
+}
+
+void bgDelegate::runTimerForWindowCenter() {
+  bgDelegateStatics& s = bgDelegate_statics();
+  s.sRunForWindowCenter = true;
+  s.sForceRun = true;
+  runTimer();
+}
+
+void bgDelegate::MMoved() {
+  bgDelegateStatics& s = bgDelegate_statics();
+  s.sWaitUntilMouseMoves = false;
+  s.sLastMouseMovedTime = now();
+  if (state_nextMoveResumesTimer()) {
+    state_setNextMoveResumesTimer(false);
+    runTimerAfter(0.1f);
+  }
+}

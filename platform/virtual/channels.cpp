@@ -1,0 +1,86 @@
+#include "channels.h"
+
+#include <memory>
+
+namespace vsession {
+
+using namespace port;
+
+void VirtualNotifications::addObserver(void* observer, const std::string& name,
+                                       NotificationCallBack callback) {
+  observers_.push_back({observer, name, callback});
+}
+
+// Delivery to the agent is always on its next main-loop pass: the session never suspends a
+// delivery, so deliverImmediately changes nothing here.
+void VirtualNotifications::postNotification(const std::string& name, const PlistDict& userInfo,
+                                            bool) {
+  auto [first, last] = peers_.equal_range(name);
+  for (auto peer = first; peer != last; ++peer) peer->second(userInfo);
+  auto posted = std::make_shared<const std::pair<std::string, PlistDict>>(name, userInfo);
+  for (const Observer& o : observers_) {
+    if (o.name != name) continue;
+    scheduler_.schedule(scheduler_.now(), Scheduler::kMainLane, "notification",
+                        [callback = o.callback, observer = o.observer, posted] {
+                          callback(observer, posted->first, posted->second);
+                        });
+  }
+}
+
+void VirtualNotifications::listen(const std::string& name, PeerListener listener) {
+  peers_.emplace(name, std::move(listener));
+}
+
+CFMessagePortRef VirtualMessagePorts::createLocal(const std::string& name,
+                                                  MessagePortCallBack callback, void* info) {
+  if (listening(name) || local_.count(name)) return nullptr;  // the name is taken
+  MessagePort& port = ports_.emplace_back(MessagePort{name, true, callback, info, true});
+  local_[name] = &port;
+  return &port;
+}
+
+CFMessagePortRef VirtualMessagePorts::createRemote(const std::string& name) {
+  if (!listening(name) && !local_.count(name)) return nullptr;
+  return &ports_.emplace_back(MessagePort{name, false, nullptr, nullptr, true});
+}
+
+CFRunLoopSourceRef VirtualMessagePorts::createRunLoopSource(CFMessagePortRef port) {
+  return port && port->valid ? &source_ : nullptr;
+}
+
+bool VirtualMessagePorts::sendRequest(CFMessagePortRef port, int32_t msgid,
+                                      const std::vector<uint8_t>& data, CFTimeInterval,
+                                      CFTimeInterval, std::vector<uint8_t>* reply) {
+  if (!port || !port->valid) return false;
+  if (listening(port->name)) return true;  // a peer takes the message and answers nothing
+  auto target = local_.find(port->name);
+  if (target == local_.end() || !target->second->callback) return false;
+  std::vector<uint8_t> answer;
+  target->second->callback(target->second, msgid, data, &answer, target->second->info);
+  if (reply) *reply = std::move(answer);
+  return true;
+}
+
+void VirtualMessagePorts::invalidate(CFMessagePortRef port) {
+  if (!port || !port->valid) return;
+  port->valid = false;
+  if (port->local) local_.erase(port->name);
+}
+
+void VirtualMessagePorts::claim(const std::string& name, int32_t pid) {
+  owners_[name] = pid;
+}
+
+void VirtualMessagePorts::releaseAllOf(int32_t pid) {
+  std::erase_if(owners_, [pid](const auto& entry) { return entry.second == pid; });
+}
+
+bool VirtualURLEvents::open(const std::string& url) {
+  if (!callback_) return false;
+  auto text = std::make_shared<const std::string>(url);
+  scheduler_.schedule(scheduler_.now(), Scheduler::kMainLane, "url",
+                      [this, text] { callback_(handler_, *text); });
+  return true;
+}
+
+}  // namespace vsession

@@ -1,0 +1,102 @@
+// The session's channels between processes: distributed notifications, per-user message
+// ports and the 'GURL' Apple event, with the preference pane and other copies of the agent
+// as peers a test or scenario drives.
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "platform/api/channels.h"
+#include "scheduler.h"
+#include "threading.h"
+
+namespace port {
+
+struct MessagePort {
+  std::string name;
+  bool local = false;
+  MessagePortCallBack callback = nullptr;
+  void* info = nullptr;
+  bool valid = true;
+};
+
+}  // namespace port
+
+namespace vsession {
+
+// The agent's observers hear a notification on the main thread's run loop, where they
+// registered; a peer outside the agent hears it as it is posted.
+class VirtualNotifications final : public port::Notifications {
+ public:
+  using PeerListener = std::function<void(const port::PlistDict& userInfo)>;
+
+  explicit VirtualNotifications(Scheduler& scheduler) : scheduler_(scheduler) {}
+
+  void addObserver(void* observer, const std::string& name,
+                   port::NotificationCallBack callback) override;
+  void postNotification(const std::string& name, const port::PlistDict& userInfo,
+                        bool deliverImmediately) override;
+  void listen(const std::string& name, PeerListener listener);
+
+ private:
+  struct Observer {
+    void* observer;
+    std::string name;
+    port::NotificationCallBack callback;
+  };
+  Scheduler& scheduler_;
+  std::vector<Observer> observers_;
+  std::multimap<std::string, PeerListener> peers_;
+};
+
+// Port names are unique in the session: a name is held by the agent's local port or by a
+// peer process until it is invalidated or the process ends.
+class VirtualMessagePorts final : public port::MessagePorts {
+ public:
+  explicit VirtualMessagePorts(Scheduler& scheduler) : scheduler_(scheduler) {}
+
+  port::CFMessagePortRef createLocal(const std::string& name, port::MessagePortCallBack callback,
+                                     void* info) override;
+  port::CFMessagePortRef createRemote(const std::string& name) override;
+  port::CFRunLoopSourceRef createRunLoopSource(port::CFMessagePortRef port) override;
+  bool sendRequest(port::CFMessagePortRef port, int32_t msgid, const std::vector<uint8_t>& data,
+                   port::CFTimeInterval sendTimeout, port::CFTimeInterval receiveTimeout,
+                   std::vector<uint8_t>* reply) override;
+  void invalidate(port::CFMessagePortRef port) override;
+  void release(port::CFMessagePortRef) override {}
+
+  // A peer process (`pid`) listens on `name`, or stops.
+  void claim(const std::string& name, int32_t pid);
+  void releaseAllOf(int32_t pid);
+  bool listening(const std::string& name) const { return owners_.count(name) != 0; }
+
+ private:
+  Scheduler& scheduler_;
+  std::deque<port::MessagePort> ports_;
+  std::map<std::string, int32_t> owners_;                // name → peer pid
+  std::map<std::string, port::CFMessagePortRef> local_;  // name → the agent's port
+  port::RunLoopSource source_;  // every port's source: requests are answered directly
+};
+
+class VirtualURLEvents final : public port::URLEvents {
+ public:
+  explicit VirtualURLEvents(Scheduler& scheduler) : scheduler_(scheduler) {}
+  void setGetURLHandler(void* handler, port::URLEventCallBack callback) override {
+    handler_ = handler;
+    callback_ = callback;
+  }
+  // The system hands the agent a URL of its scheme, on the main thread; false when no
+  // handler is installed.
+  bool open(const std::string& url);
+
+ private:
+  Scheduler& scheduler_;
+  void* handler_ = nullptr;
+  port::URLEventCallBack callback_ = nullptr;
+};
+
+}  // namespace vsession
