@@ -2,6 +2,7 @@
 // end. Each one is a fresh process: every module starts from its initial state.
 #pragma once
 
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -55,6 +56,17 @@ class AgentSession {
 
   std::vector<vsession::TraceLine> linesOfKind(const std::string& kind) const {
     return vsession::linesOfKind(session_.trace().lines(), kind);
+  }
+
+  // The messages the agent posted for the pane, as "m@t" (virtual seconds).
+  std::vector<std::string> paneMessages() const {
+    std::vector<std::string> out;
+    for (const auto& line : linesOfKind("pane")) {
+      std::ostringstream text;
+      text << line["m"].get<std::string>() << "@" << line["t"].get<double>();
+      out.push_back(text.str());
+    }
+    return out;
   }
 
  private:

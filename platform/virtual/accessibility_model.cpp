@@ -126,8 +126,15 @@ void VirtualAccessibility::rebuild() {
     applications_[app.pid] = add(std::move(a));
   }
   for (const VirtualWindow& w : world_.windows) {
+    // A window of a process that is not a listed application (the agent's own overlays).
     auto owner = applications_.find(w.pid);
-    if (owner == applications_.end()) continue;
+    if (owner == applications_.end()) {
+      AXUIElement a;
+      a.kind = Kind::kApplication;
+      a.pid = w.pid;
+      a.role = "AXApplication";
+      owner = applications_.emplace(w.pid, add(std::move(a))).first;
+    }
     AXUIElement window;
     window.kind = Kind::kWindow;
     window.pid = w.pid;

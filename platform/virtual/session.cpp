@@ -96,7 +96,7 @@ VirtualApp VirtualSession::agentProcess() const {
   agent.bundleIdentifier = kAgentBundleIdentifier;
   agent.name = "Varsel Agent";
   agent.processName = "Varsel Agent";
-  agent.bundlePath = "/Library/PreferencePanes/Varsel.prefPane/Contents/Resources/Varsel Agent.app";
+  agent.bundlePath = config_.agentBundlePath;
   return agent;
 }
 

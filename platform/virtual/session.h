@@ -39,6 +39,8 @@ struct SessionConfig {
   std::vector<VirtualWindow> windows;  // front to back
   int32_t frontPid = 0;
   int32_t agentPid = 400;
+  std::string agentBundlePath =
+      "/Library/PreferencePanes/Varsel.prefPane/Contents/Resources/Varsel Agent.app";
   uint32_t userId = 501;
   port::SystemVersion systemVersion{10, 15, 7};
   std::optional<double> scrollWheelScaling;
