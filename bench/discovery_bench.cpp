@@ -1,0 +1,126 @@
+// One discovery pass, as the run timer makes it, over realistic windows: the process and
+// window under the cursor, then the walk for its scroll bars. Reports the accessibility
+// calls each pass makes; every call is a round trip to another process on a real system.
+#include <benchmark/benchmark.h>
+
+#include "VAux.h"
+#include "bgDelegate.h"
+#include "main.h"
+#include "platform/api/platform.h"
+#include "platform/virtual/session.h"
+
+namespace {
+
+using port::CGPoint;
+using port::CGRect;
+using vsession::UiSpec;
+
+UiSpec element(const char* role, CGRect frame, std::vector<UiSpec> children = {}) {
+  UiSpec e;
+  e.role = role;
+  e.frame = frame;
+  e.children = std::move(children);
+  return e;
+}
+
+UiSpec scrollArea(CGRect frame, port::CGSize content, double offsetY, std::vector<UiSpec> kids) {
+  UiSpec a = element("AXScrollArea", frame, std::move(kids));
+  a.content = content;
+  a.offset = {0, offsetY};
+  a.verticalBar = true;
+  a.horizontalBar = content.width > frame.size.width;
+  return a;
+}
+
+// A browser: toolbar, tab bar, and a page whose text sits eight groups deep in the web area.
+std::vector<UiSpec> browserWindow() {
+  std::vector<UiSpec> toolbar;
+  for (int i = 0; i < 8; ++i)
+    toolbar.push_back(element("AXButton", {{110.0 + 30 * i, 105}, {26, 26}}));
+  UiSpec text = element("AXStaticText", {{300, 400}, {500, 18}});
+  UiSpec inner = text;
+  for (int level = 0; level < 8; ++level) {
+    inner =
+        element("AXGroup", {{200.0 - level, 300.0 - level}, {700.0 + 2 * level, 300.0 + 2 * level}},
+                {inner, element("AXStaticText", {{210, 310}, {400, 18}}),
+                 element("AXLink", {{210, 330}, {100, 18}})});
+  }
+  UiSpec web = element("AXWebArea", {{100, 190}, {985, 710}}, {inner});
+  web.url = "https://example.com/article";
+  return {element("AXToolbar", {{100, 100}, {1000, 50}}, toolbar),
+          element("AXTabGroup", {{100, 150}, {1000, 40}},
+                  {element("AXRadioButton", {{110, 155}, {200, 30}}),
+                   element("AXRadioButton", {{310, 155}, {200, 30}})}),
+          element("AXGroup", {{100, 190}, {1000, 710}},
+                  {scrollArea({{100, 190}, {1000, 710}}, {1000, 12000}, 3000, {web})})};
+}
+
+// An editor with a file outline and two split text views, the cursor in the right one.
+std::vector<UiSpec> editorWindow() {
+  auto textView = [](double x) {
+    return scrollArea({{x, 140}, {400, 760}}, {900, 30000}, 5000,
+                      {element("AXTextArea", {{x, 140}, {385, 30000}})});
+  };
+  return {element(
+      "AXSplitGroup", {{100, 140}, {1000, 760}},
+      {scrollArea({{100, 140}, {200, 760}}, {200, 2000}, 0,
+                  {element("AXOutline", {{100, 140}, {185, 2000}})}),
+       element("AXSplitter", {{300, 140}, {1, 760}}),
+       element("AXSplitGroup", {{301, 140}, {799, 760}},
+               {textView(301), element("AXSplitter", {{701, 140}, {1, 760}}), textView(702)})})};
+}
+
+struct Discovery {
+  vsession::VirtualSession session;
+  explicit Discovery(std::vector<UiSpec> ui) : session(config(std::move(ui))) {
+    port::setPlatform(&session.platform());
+    agent_resetModules();
+    agent_main();
+    session.runUntil(0);
+  }
+  ~Discovery() {
+    agent_resetModules();
+    port::setPlatform(nullptr);
+  }
+  static vsession::SessionConfig config(std::vector<UiSpec> ui) {
+    vsession::SessionConfig c;
+    c.screens = {{{0, 0}, {1440, 900}}};
+    c.apps.resize(1);
+    c.apps[0].pid = 501;
+    c.apps[0].bundleIdentifier = "com.example.app";
+    c.apps[0].name = "App";
+    c.windows = {{101, 501, {{100, 100}, {1000, 800}}, "Window", 0, false, std::move(ui)}};
+    c.frontPid = 501;
+    c.cursor = {900, 409};
+    return c;
+  }
+};
+
+void runPasses(benchmark::State& state, std::vector<UiSpec> ui) {
+  Discovery d(std::move(ui));
+  CGPoint p = port::platform().cocoa->mouseLocation();
+  Bars& bars = bgDelegate_statics().bars;
+  uint64_t before = d.session.accessibility().calls();
+  for (auto _ : state) {
+    IRect r;
+    int32_t pid = VAux::updateAppUnderCursor_centered_wRect(p, false, &r);
+    if (pid > 0) VAux::updateBars_andWindowRect(&bars, &r);
+    benchmark::DoNotOptimize(bars);
+  }
+  double calls = static_cast<double>(d.session.accessibility().calls() - before);
+  state.counters["ax_calls_per_pass"] = calls / static_cast<double>(state.iterations());
+  state.counters["up_found"] = bars.up.found;
+}
+
+void BM_DiscoveryPassBrowser(benchmark::State& state) {
+  runPasses(state, browserWindow());
+}
+void BM_DiscoveryPassSplitEditor(benchmark::State& state) {
+  runPasses(state, editorWindow());
+}
+BENCHMARK(BM_DiscoveryPassBrowser);
+BENCHMARK(BM_DiscoveryPassSplitEditor);
+
+}  // namespace
+
+BENCHMARK_MAIN();
