@@ -33,7 +33,9 @@ float speedFromPrefsVal(int v);
 uint32_t index2key(uint32_t index);
 uint32_t key2index(uint32_t mask);
 std::optional<std::string> prefsFolderPath();
-uint32_t sysvers();  // packed BCD: 10.15.7 is 0x101507
+uint32_t sysvers();                               // packed BCD: 10.15.7 is 0x101507
+inline constexpr uint32_t kMavericks = 0x100900;  // 10.9
+inline constexpr uint32_t kYosemite = 0x101000;   // 10.10
 // The 2..15 clamp of dragSlop.
 uint16_t dragSlopFromPrefsVal(int64_t v);
 

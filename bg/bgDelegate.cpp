@@ -87,7 +87,7 @@ void bgDelegate::applicationDidFinishLaunching() {
       nullptr, "com.tarnwick.v4fb",
       [](void*, std::string_view, const PlistDict& userInfo) { backReply(userInfo); });
   // Before 10.10 accessibility was a global switch, not a per-application permission.
-  if (sysvers() < 0x1010) {
+  if (sysvers() < kYosemite) {
     onMain(finishStartup);
   } else {
     onMain(ensureAssistiveAccess);
@@ -109,7 +109,7 @@ void bgDelegate::ensureAssistiveAccess() {
 
 bool isAssistiveEnabled() {
   Accessibility& ax = *platform().accessibility;
-  return sysvers() >= 0x1090 ? ax.isProcessTrustedWithOptions(false) : ax.apiEnabled();
+  return sysvers() >= kMavericks ? ax.isProcessTrustedWithOptions(false) : ax.apiEnabled();
 }
 
 void bgDelegate::finishStartup() {

@@ -1,6 +1,7 @@
 // The control channel with the preference pane: its port tells whether it runs, and
 // distributed notifications carry small dictionaries each way.
 #include "VAstate.h"
+#include "acc/blockAtomic.h"
 #include "bgDelegate.h"
 #include "platform/api/platform.h"
 
@@ -44,10 +45,10 @@ void backReply(const PlistDict& userInfo) {
   switch (messageNumber(userInfo)) {
     case 3: {
       Dispatch& dispatch = *platform().dispatch;
-      dispatch.async(dispatch.getMainQueue(), [] {
-        bgDelegate_statics().preferences.readPrefs();
-        bgDelegate::runTimerOnMain();
-      });
+      dispatch.async(dispatch.getMainQueue(), BlockWithAutoreleasePool([] {
+                       bgDelegate_statics().preferences.readPrefs();
+                       bgDelegate::runTimerOnMain();
+                     }));
       break;
     }
     case 7:

@@ -73,7 +73,7 @@ bool checkAssistive(double t, CGPoint p) {
   } else if (!granted && !state_AXdisabled()) {
     state_setAXdisabled(true);
     // One more query, so that the system lists the agent again under Accessibility.
-    if (sysvers() >= 0x1010) VAux::updateAppUnderCursor(p);
+    if (sysvers() >= kYosemite) VAux::updateAppUnderCursor(p);
     bgUpdatePrefsFromAppList();
     tellPaneAssistive(false);
   }

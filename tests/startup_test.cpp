@@ -122,6 +122,19 @@ TEST(PermissionTest, ThePaneHearsTheCurrentAnswerAgainAfterTenSeconds) {
   EXPECT_EQ(agent.paneMessages(), (Strings{"ton@0", "tlno@0", "AXe@0", "AXe@10.5"}));
 }
 
+// Before 10.10 accessibility was one switch for all: start-up does not wait for it, and
+// the run timer finds it off and says so.
+TEST(PermissionTest, BeforeYosemiteStartUpDoesNotWaitForThePermission) {
+  vsession::SessionConfig config = withPane();
+  config.systemVersion = {10, 9, 5};
+  config.accessibilityTrusted = false;
+  AgentSession agent(config);
+  agent.runUntil(3);
+  EXPECT_NE(VAtapMgr_statics().sTap, nullptr);
+  EXPECT_TRUE(state_AXdisabled());
+  EXPECT_EQ(agent.paneMessages(), (Strings{"ton@0", "tlno@0", "AXd@0", "AXd@0"}));
+}
+
 TEST(PaneMessagesTest, RereadsSettingsQuitsAndInterceptsKeysOnRequestAndIgnoresTheRest) {
   AgentSession agent(withPane());
   vsession::VirtualSession& s = agent.session();
