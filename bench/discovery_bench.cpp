@@ -8,66 +8,52 @@
 #include "main.h"
 #include "platform/api/platform.h"
 #include "platform/virtual/session.h"
+#include "platform/virtual/ui_builders.h"
 
 namespace {
 
 using port::CGPoint;
 using port::CGRect;
+using vsession::uiElement;
+using vsession::uiScrollArea;
 using vsession::UiSpec;
-
-UiSpec element(const char* role, CGRect frame, std::vector<UiSpec> children = {}) {
-  UiSpec e;
-  e.role = role;
-  e.frame = frame;
-  e.children = std::move(children);
-  return e;
-}
-
-UiSpec scrollArea(CGRect frame, port::CGSize content, double offsetY, std::vector<UiSpec> kids) {
-  UiSpec a = element("AXScrollArea", frame, std::move(kids));
-  a.content = content;
-  a.offset = {0, offsetY};
-  a.verticalBar = true;
-  a.horizontalBar = content.width > frame.size.width;
-  return a;
-}
 
 // A browser: toolbar, tab bar, and a page whose text sits eight groups deep in the web area.
 std::vector<UiSpec> browserWindow() {
   std::vector<UiSpec> toolbar;
   for (int i = 0; i < 8; ++i)
-    toolbar.push_back(element("AXButton", {{110.0 + 30 * i, 105}, {26, 26}}));
-  UiSpec text = element("AXStaticText", {{300, 400}, {500, 18}});
+    toolbar.push_back(uiElement("AXButton", {{110.0 + 30 * i, 105}, {26, 26}}));
+  UiSpec text = uiElement("AXStaticText", {{300, 400}, {500, 18}});
   UiSpec inner = text;
   for (int level = 0; level < 8; ++level) {
-    inner =
-        element("AXGroup", {{200.0 - level, 300.0 - level}, {700.0 + 2 * level, 300.0 + 2 * level}},
-                {inner, element("AXStaticText", {{210, 310}, {400, 18}}),
-                 element("AXLink", {{210, 330}, {100, 18}})});
+    inner = uiElement("AXGroup",
+                      {{200.0 - level, 300.0 - level}, {700.0 + 2 * level, 300.0 + 2 * level}},
+                      {inner, uiElement("AXStaticText", {{210, 310}, {400, 18}}),
+                       uiElement("AXLink", {{210, 330}, {100, 18}})});
   }
-  UiSpec web = element("AXWebArea", {{100, 190}, {985, 710}}, {inner});
+  UiSpec web = uiElement("AXWebArea", {{100, 190}, {985, 710}}, {inner});
   web.url = "https://example.com/article";
-  return {element("AXToolbar", {{100, 100}, {1000, 50}}, toolbar),
-          element("AXTabGroup", {{100, 150}, {1000, 40}},
-                  {element("AXRadioButton", {{110, 155}, {200, 30}}),
-                   element("AXRadioButton", {{310, 155}, {200, 30}})}),
-          element("AXGroup", {{100, 190}, {1000, 710}},
-                  {scrollArea({{100, 190}, {1000, 710}}, {1000, 12000}, 3000, {web})})};
+  return {uiElement("AXToolbar", {{100, 100}, {1000, 50}}, toolbar),
+          uiElement("AXTabGroup", {{100, 150}, {1000, 40}},
+                    {uiElement("AXRadioButton", {{110, 155}, {200, 30}}),
+                     uiElement("AXRadioButton", {{310, 155}, {200, 30}})}),
+          uiElement("AXGroup", {{100, 190}, {1000, 710}},
+                    {uiScrollArea({{100, 190}, {1000, 710}}, {1000, 12000}, 3000, {web})})};
 }
 
 // An editor with a file outline and two split text views, the cursor in the right one.
 std::vector<UiSpec> editorWindow() {
   auto textView = [](double x) {
-    return scrollArea({{x, 140}, {400, 760}}, {900, 30000}, 5000,
-                      {element("AXTextArea", {{x, 140}, {385, 30000}})});
+    return uiScrollArea({{x, 140}, {400, 760}}, {900, 30000}, 5000,
+                        {uiElement("AXTextArea", {{x, 140}, {385, 30000}})});
   };
-  return {element(
-      "AXSplitGroup", {{100, 140}, {1000, 760}},
-      {scrollArea({{100, 140}, {200, 760}}, {200, 2000}, 0,
-                  {element("AXOutline", {{100, 140}, {185, 2000}})}),
-       element("AXSplitter", {{300, 140}, {1, 760}}),
-       element("AXSplitGroup", {{301, 140}, {799, 760}},
-               {textView(301), element("AXSplitter", {{701, 140}, {1, 760}}), textView(702)})})};
+  return {uiElement("AXSplitGroup", {{100, 140}, {1000, 760}},
+                    {uiScrollArea({{100, 140}, {200, 760}}, {200, 2000}, 0,
+                                  {uiElement("AXOutline", {{100, 140}, {185, 2000}})}),
+                     uiElement("AXSplitter", {{300, 140}, {1, 760}}),
+                     uiElement("AXSplitGroup", {{301, 140}, {799, 760}},
+                               {textView(301), uiElement("AXSplitter", {{701, 140}, {1, 760}}),
+                                textView(702)})})};
 }
 
 struct Discovery {

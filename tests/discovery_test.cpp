@@ -8,32 +8,18 @@
 
 #include "VAstate.h"
 #include "agent_session.h"
+#include "platform/virtual/ui_builders.h"
 #include "tools/varsel-sim/runner.h"
 
 namespace {
 
 using namespace port;
 using testing_support::AgentSession;
+using vsession::uiElement;
+using vsession::uiScrollArea;
 using vsession::UiSpec;
 
 constexpr double kH = 900;  // main screen height: Cocoa y = 900 - Quartz y
-
-UiSpec element(const char* role, CGRect frame, std::vector<UiSpec> children = {}) {
-  UiSpec e;
-  e.role = role;
-  e.frame = frame;
-  e.children = std::move(children);
-  return e;
-}
-
-// A scroll area over the window's content with a vertical bar.
-UiSpec scrollArea(CGRect frame, CGSize content, double offsetY, std::vector<UiSpec> children) {
-  UiSpec a = element("AXScrollArea", frame, std::move(children));
-  a.content = content;
-  a.offset = {0, offsetY};
-  a.verticalBar = true;
-  return a;
-}
 
 const CGRect kWindow{{100, 100}, {800, 600}};
 const CGRect kArea{{100, 140}, {800, 560}};
@@ -91,7 +77,7 @@ TEST(DiscoveryTest, TheBarsValueDecidesWhichWaysTheAreaCanStillScroll) {
   for (const Case& c :
        {Case{0, {false, true, false, false}, 0.0f}, Case{2220, {true, true, false, false}, 0.5f},
         Case{4440, {true, false, false, false}, 1.0f}}) {
-    AgentSession agent(oneWindow({scrollArea(kArea, {800, 5000}, c.offset, {})}));
+    AgentSession agent(oneWindow({uiScrollArea(kArea, {800, 5000}, c.offset, {})}));
     const Bars& b = handedOver();
     EXPECT_EQ(foundEntries(b), c.found) << c.offset;
     const Sbar& e = b.up.found ? b.up : b.down;
@@ -109,7 +95,7 @@ TEST(DiscoveryTest, TheBarsValueDecidesWhichWaysTheAreaCanStillScroll) {
 
 TEST(DiscoveryTest, ABarOnlyNarrowsItsAreaWhenItStartsAtOrBelowTheAreasTop) {
   for (double barTop : {120.0, 200.0}) {
-    AgentSession agent(oneWindow({scrollArea(kArea, {800, 5000}, 2220, {})}), false);
+    AgentSession agent(oneWindow({uiScrollArea(kArea, {800, 5000}, 2220, {})}), false);
     AXUIElementRef bar = elementAt(agent, 890, 400);
     ASSERT_EQ(bar->role, "AXScrollBar");
     bar->overrides["AXPosition"] = AXValue{CGPoint{885, barTop}};
@@ -122,9 +108,9 @@ TEST(DiscoveryTest, ABarOnlyNarrowsItsAreaWhenItStartsAtOrBelowTheAreasTop) {
 
 TEST(DiscoveryTest, OverAMenuNothingIsFoundAndNothingMadeUp) {
   vsession::SessionConfig config =
-      oneWindow({element("AXMenu", {{300, 300}, {200, 300}},
-                         {element("AXMenuItem", {{300, 300}, {200, 22}}),
-                          element("AXMenuItem", {{300, 322}, {200, 22}})})},
+      oneWindow({uiElement("AXMenu", {{300, 300}, {200, 300}},
+                           {uiElement("AXMenuItem", {{300, 300}, {200, 22}}),
+                            uiElement("AXMenuItem", {{300, 322}, {200, 22}})})},
                 "com.example.reader", {{300, 300}, {200, 300}}, {350, 330});
   AgentSession agent(config);
   EXPECT_EQ(foundEntries(handedOver()), std::vector<bool>(4, false));
@@ -185,18 +171,19 @@ TEST(DiscoveryTest, ContentThatAccessibilityDoesNotDescribeIsGuessedFromTheTree)
     return handedOver().nonAXbars != 0;
   };
   // A big leaf that is neither picture nor text is probably drawn content.
-  EXPECT_TRUE(madeUp({element("AXGroup", big)}));
+  EXPECT_TRUE(madeUp({uiElement("AXGroup", big)}));
   // A big picture covering 30 % or more of the window is just a picture.
-  EXPECT_FALSE(madeUp({element("AXImage", big)}));
+  EXPECT_FALSE(madeUp({uiElement("AXImage", big)}));
   // Small children that cover little of the window: the rest is drawn.
-  EXPECT_TRUE(madeUp({element("AXButton", {{150, 150}, {60, 20}})}));
+  EXPECT_TRUE(madeUp({uiElement("AXButton", {{150, 150}, {60, 20}})}));
   // Any scroll area or browser means the window describes its scrolling itself.
-  EXPECT_FALSE(madeUp({element("AXGroup", big, {element("AXBrowser", {{160, 160}, {50, 50}})})}));
+  EXPECT_FALSE(
+      madeUp({uiElement("AXGroup", big, {uiElement("AXBrowser", {{160, 160}, {50, 50}})})}));
 
   // Nested big groups are followed 21 levels deep, no further.
   auto nested = [&](int levels) {
-    UiSpec leaf = element("AXGroup", big);
-    for (int i = 0; i < levels; ++i) leaf = element("AXGroup", big, {leaf});
+    UiSpec leaf = uiElement("AXGroup", big);
+    for (int i = 0; i < levels; ++i) leaf = uiElement("AXGroup", big, {leaf});
     return leaf;
   };
   EXPECT_TRUE(madeUp({nested(21)}));
@@ -206,9 +193,9 @@ TEST(DiscoveryTest, ContentThatAccessibilityDoesNotDescribeIsGuessedFromTheTree)
 TEST(DiscoveryTest, TheWalkClimbsAtMost39LevelsAndStopsAtARoleItCannotRead) {
   auto chain = [](int levels) {
     CGRect f{{100, 140}, {785, 560}};
-    UiSpec inner = element("AXGroup", f);
-    for (int i = 1; i < levels; ++i) inner = element("AXGroup", f, {inner});
-    return scrollArea(kArea, {800, 5000}, 2220, {inner});
+    UiSpec inner = uiElement("AXGroup", f);
+    for (int i = 1; i < levels; ++i) inner = uiElement("AXGroup", f, {inner});
+    return uiScrollArea(kArea, {800, 5000}, 2220, {inner});
   };
   {
     AgentSession agent(oneWindow({chain(39)}));
@@ -239,10 +226,10 @@ TEST(DiscoveryTest, TheWalkClimbsAtMost39LevelsAndStopsAtARoleItCannotRead) {
 
 TEST(DiscoveryTest, SafarisReaderViewGetsZonesOverTheWholeArea) {
   for (const char* url : {"safari-reader://example.com/story", "https://example.com/story"}) {
-    UiSpec web = element("AXWebArea", {{100, 140}, {785, 560}});
+    UiSpec web = uiElement("AXWebArea", {{100, 140}, {785, 560}});
     web.url = url;
     // At the very end: the bar alone would only offer up.
-    AgentSession agent(oneWindow({scrollArea(kArea, {800, 5000}, 4440, {web})}));
+    AgentSession agent(oneWindow({uiScrollArea(kArea, {800, 5000}, 4440, {web})}));
     bool reader = std::string(url).starts_with("safari-reader");
     const Bars& b = handedOver();
     EXPECT_EQ(foundEntries(b), (std::vector<bool>{true, reader, false, false})) << url;
@@ -265,16 +252,18 @@ TEST(DiscoveryTest, OverTheDockTheWalkStopsAndTheGridFlagIsSet) {
                          "Dock",
                          20,
                          false,
-                         {element("AXList", {{400, 830}, {640, 70}},
-                                  {element("AXDockItem", {{410, 835}, {60, 60}})})}});
+                         {uiElement("AXList", {{400, 830}, {640, 70}},
+                                    {uiElement("AXDockItem", {{410, 835}, {60, 60}})})}});
   config.cursor = {440, 860};
   AgentSession agent(config);
   EXPECT_TRUE(state_cursorOverDockGrid());
   EXPECT_EQ(handedOver().windowNumber, 9u);
+  EXPECT_EQ(bgDelegate::lastWindowNumber(), 9);
   EXPECT_EQ(foundEntries(handedOver()), std::vector<bool>(4, false));
   agent.input().moveTo({400, 400});
   agent.runUntil(1);
   EXPECT_FALSE(state_cursorOverDockGrid());
+  EXPECT_EQ(bgDelegate::lastWindowNumber(), 101);  // told as the cursor changed windows
 }
 
 TEST(DiscoveryTest, FailuresAtNewPointsAreCountedAndTheThirtyFirstGivesUp) {
@@ -301,7 +290,7 @@ TEST(DiscoveryTest, TheCentredVariantAsksAtTheMiddleOfTheWindowUnderTheCursor) {
   // A small editor palette over the middle of the reader's window.
   config.windows.insert(config.windows.begin(),
                         {301, 502, {{450, 350}, {100, 100}}, "Palette", 0, false, {}});
-  config.windows[1].ui = {element("AXGroup", {{100, 140}, {800, 560}})};
+  config.windows[1].ui = {uiElement("AXGroup", {{100, 140}, {800, 560}})};
   AgentSession agent(config);
   IRect r;
   EXPECT_EQ(VAux::updateAppUnderCursor_centered_wRect({150, kH - 150}, false, &r), 501);
