@@ -17,6 +17,14 @@ port::Block BlockWithAutoreleasePool(F&& work) {
   });
 }
 
+// Queues `work` on the main queue, in a pool of its own: how every hand-over to the main
+// thread goes.
+template <class F>
+void dispatchMainWithAutoreleasePool(F&& work) {
+  port::Dispatch& dispatch = *port::platform().dispatch;
+  dispatch.async(dispatch.getMainQueue(), BlockWithAutoreleasePool(std::forward<F>(work)));
+}
+
 // Runs `work` now inside a fresh autorelease pool, as each tap callback does per event.
 template <class F>
 decltype(auto) withAutoreleasePool(F&& work) {

@@ -71,12 +71,11 @@ CGPoint unflippedPointfor_cgevent(CGEventRef event) {
 float readAppleScrollWheelSpeed(double now) {
   if (now - s.timeAppleScrollSpeedLastFetched < 2.0) return s.scrollWheelSpeed;
   s.timeAppleScrollSpeedLastFetched = now;
-  Dispatch& dispatch = *platform().dispatch;
-  dispatch.async(dispatch.getMainQueue(), BlockWithAutoreleasePool([] {
-                   if (auto scaling = platform().systemFacts->scrollWheelScaling()) {
-                     s.scrollWheelSpeed = static_cast<float>(*scaling);
-                   }
-                 }));
+  dispatchMainWithAutoreleasePool([] {
+    if (auto scaling = platform().systemFacts->scrollWheelScaling()) {
+      s.scrollWheelSpeed = static_cast<float>(*scaling);
+    }
+  });
   s.scrollWheelSpeed = std::clamp(s.scrollWheelSpeed, 0.0f, 5.0f);
   return s.scrollWheelSpeed;
 }

@@ -19,11 +19,6 @@ std::string agentPortName() {
   return "com.tarnwick.v4b" + std::to_string(platform().application->userId());
 }
 
-void onMain(void (*work)()) {
-  Dispatch& dispatch = *platform().dispatch;
-  dispatch.async(dispatch.getMainQueue(), BlockWithAutoreleasePool([work] { work(); }));
-}
-
 // The port is only there to be found; it answers nothing.
 bool receivePortCallBack(CFMessagePortRef, int32_t, const std::vector<uint8_t>&,
                          std::vector<uint8_t>*, void*) {
@@ -88,9 +83,9 @@ void bgDelegate::applicationDidFinishLaunching() {
       [](void*, std::string_view, const PlistDict& userInfo) { backReply(userInfo); });
   // Before 10.10 accessibility was a global switch, not a per-application permission.
   if (sysvers() < kYosemite) {
-    onMain(finishStartup);
+    dispatchMainWithAutoreleasePool([] { finishStartup(); });
   } else {
-    onMain(ensureAssistiveAccess);
+    dispatchMainWithAutoreleasePool([] { ensureAssistiveAccess(); });
   }
 }
 

@@ -43,14 +43,12 @@ void bgAppDelegateSendFrontApp_message_dict(const std::string& message, const Pl
 
 void backReply(const PlistDict& userInfo) {
   switch (messageNumber(userInfo)) {
-    case 3: {
-      Dispatch& dispatch = *platform().dispatch;
-      dispatch.async(dispatch.getMainQueue(), BlockWithAutoreleasePool([] {
-                       bgDelegate_statics().preferences.readPrefs();
-                       bgDelegate::runTimerOnMain();
-                     }));
+    case 3:
+      dispatchMainWithAutoreleasePool([] {
+        bgDelegate_statics().preferences.readPrefs();
+        bgDelegate::runTimerOnMain();
+      });
       break;
-    }
     case 7:
       platform().application->terminate();
       break;

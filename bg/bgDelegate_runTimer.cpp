@@ -33,12 +33,6 @@ double now() {
   return platform().clock->absoluteTimeGetCurrent();
 }
 
-template <class F>
-void onMain(F work) {
-  Dispatch& dispatch = *platform().dispatch;
-  dispatch.async(dispatch.getMainQueue(), BlockWithAutoreleasePool(std::move(work)));
-}
-
 void runTimerFired(CFRunLoopTimerRef, void*) {
   bgDelegate::runTimer();
 }
@@ -165,11 +159,11 @@ void bgDelegate::runTimer() {
 }
 
 void bgDelegate::runTimerOnMain() {
-  onMain([] { runTimer(); });
+  dispatchMainWithAutoreleasePool([] { runTimer(); });
 }
 
 void bgDelegate::runTimerAfter(float seconds) {
-  onMain([seconds] {
+  dispatchMainWithAutoreleasePool([seconds] {
     bgDelegateStatics& s = bgDelegate_statics();
     double t = now() + seconds;
     if (s.sNextTime != 0 && t > s.sNextTime) return;
@@ -189,14 +183,14 @@ void bgDelegate::runTimerAfter_b() {
 }
 
 void bgDelegate::forceRunTimer() {
-  onMain([] {
+  dispatchMainWithAutoreleasePool([] {
     bgDelegate_statics().sForceRun = true;
     runTimer();
   });
 }
 
 void bgDelegate::pauseTimerUntilMouseMoves() {
-  onMain([] { bgDelegate_statics().sWaitUntilMouseMoves = true; });
+  dispatchMainWithAutoreleasePool([] { bgDelegate_statics().sWaitUntilMouseMoves = true; });
 }
 
 void bgDelegate::runTimerForWindowCenter() {
