@@ -57,8 +57,6 @@ class VirtualNotifications final : public port::Notifications {
 // peer process until it is invalidated or the process ends.
 class VirtualMessagePorts final : public port::MessagePorts {
  public:
-  explicit VirtualMessagePorts(Scheduler& scheduler) : scheduler_(scheduler) {}
-
   port::CFMessagePortRef createLocal(const std::string& name, port::MessagePortCallBack callback,
                                      void* info) override;
   port::CFMessagePortRef createRemote(const std::string& name) override;
@@ -75,7 +73,6 @@ class VirtualMessagePorts final : public port::MessagePorts {
   bool listening(const std::string& name) const { return owners_.count(name) != 0; }
 
  private:
-  Scheduler& scheduler_;
   std::deque<port::MessagePort> ports_;
   std::map<std::string, int32_t> owners_;                // name → peer pid
   std::map<std::string, port::CFMessagePortRef> local_;  // name → the agent's port

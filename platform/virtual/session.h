@@ -140,7 +140,7 @@ class VirtualSession {
   VirtualPower power_;
   VirtualAccessibility accessibility_{world_};
   VirtualNotifications notifications_{scheduler_};
-  VirtualMessagePorts messagePorts_{scheduler_};
+  VirtualMessagePorts messagePorts_;
   VirtualURLEvents urlEvents_{scheduler_};
   AppPort app_{*this};
   LogPort log_{*this};

@@ -48,7 +48,8 @@ class Node {
   void expectObject(std::initializer_list<const char*> known,
                     std::initializer_list<const char*> notYet = {}) const {
     if (!value_.is_object()) fail("expected an object");
-    for (const auto& [key, _] : value_.items()) {
+    for (const auto& item : value_.items()) {
+      const std::string& key = item.key();
       auto is = [&key](const char* k) { return key == k; };
       if (std::any_of(known.begin(), known.end(), is)) continue;
       Node child = at(key.c_str());
