@@ -24,7 +24,13 @@ for target in archive_fuzz domain_fuzz; do
   corpus=build/fuzz/corpus/$target  # new inputs go here, never into the shared test data
   mkdir -p "$corpus"
   echo "-- $target"
-  build/fuzz/tests/fuzz/$target "$corpus" "$seeds/keyed-archives" "$seeds/plists/valid" \
-    "$seeds/plists/malformed" "$seeds/plists/fuzz-crashes" \
-    -max_total_time="${FUZZ_SECONDS:-20}" -rss_limit_mb=2048 -print_final_stats=1 2>&1 | tail -n 4
+  log=build/fuzz/$target.log
+  # A finding is kept as build/fuzz/crash-* and its report printed in full.
+  if ! build/fuzz/tests/fuzz/$target "$corpus" "$seeds/keyed-archives" "$seeds/plists/valid" \
+    "$seeds/plists/malformed" "$seeds/plists/fuzz-crashes" -artifact_prefix=build/fuzz/ \
+    -max_total_time="${FUZZ_SECONDS:-20}" -rss_limit_mb=2048 -print_final_stats=1 >"$log" 2>&1; then
+    grep -v '^#[0-9]' "$log" | tail -n 80
+    exit 1
+  fi
+  tail -n 4 "$log"
 done

@@ -22,6 +22,22 @@ struct PlistFree {
 };
 using PlistPtr = std::unique_ptr<void, PlistFree>;
 
+// A dictionary key's text. libplist's own key reader aborts on a key with an embedded NUL,
+// which a binary file can hold; its writer stops at the NUL instead, so the key goes
+// through the writer: it reads up to the NUL, as a C string would.
+std::string keyText(plist_t key) {
+  char* bytes = nullptr;
+  uint32_t length = 0;
+  plist_to_bin(key, &bytes, &length);
+  plist_t text = nullptr;
+  if (bytes) plist_from_bin(bytes, length, &text);
+  plist_to_bin_free(bytes);
+  PlistPtr owner(text);
+  uint64_t size = 0;
+  const char* chars = text ? plist_get_string_ptr(text, &size) : nullptr;
+  return chars ? std::string(chars, size) : std::string();
+}
+
 std::optional<PlistValue> fromNode(plist_t node, int depth) {
   if (depth > kMaxDepth) return std::nullopt;
   switch (plist_get_node_type(node)) {
@@ -76,20 +92,15 @@ std::optional<PlistValue> fromNode(plist_t node, int depth) {
       plist_dict_iter it = nullptr;
       plist_dict_new_iter(node, &it);
       while (it) {
-        char* key = nullptr;
         plist_t value = nullptr;
-        plist_dict_next_item(node, it, &key, &value);
-        if (!value) {
-          std::free(key);
-          break;
-        }
+        plist_dict_next_item(node, it, nullptr, &value);
+        if (!value) break;
         auto item = fromNode(value, depth + 1);
-        std::string name = key ? key : "";
-        std::free(key);
         if (!item) {
           std::free(it);
           return std::nullopt;
         }
+        std::string name = keyText(plist_dict_item_get_key(value));
         out[name] = std::move(*item);
       }
       std::free(it);
