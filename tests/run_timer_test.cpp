@@ -8,6 +8,7 @@
 #include "Commonprefs.h"
 #include "VAstate.h"
 #include "agent_session.h"
+#include "platform/virtual/ui_builders.h"
 #include "tools/varsel-sim/runner.h"
 
 namespace {
@@ -146,6 +147,34 @@ TEST_F(RunTimerTest, TheEarliestOfSeveralRequestedRunsWins) {
   });
   agent.runUntil(25);
   EXPECT_EQ(passes, (std::set<double>{0, 3.1, 23.1}));
+}
+
+TEST_F(RunTimerTest, APausedTimerLooksAgainOnlyAfterTheMouseMoves) {
+  s().at(1, [] { bgDelegate::pauseTimerUntilMouseMoves(); });
+  agent.runUntil(24);
+  EXPECT_EQ(passes, std::set<double>{0});  // the 20 s firing found nothing to do
+  s().at(25, [this] { s().input().moveTo({600, 450}); });
+  agent.runUntil(25.2);
+  EXPECT_EQ(passes, (std::set<double>{0, 25.1}));
+}
+
+TEST_F(RunTimerTest, AWindowCentredRunAsksAtTheMiddleOfTheWindowUnderTheCursor) {
+  // The reader gets content (so its window is known) and an editor palette sits over its
+  // middle; the cursor rests near the reader's corner.
+  auto& world = s().world();
+  world.windows[0].ui = {vsession::uiElement("AXGroup", {{100, 140}, {800, 560}})};
+  world.windows.insert(world.windows.begin(),
+                       {301, 502, {{450, 350}, {100, 100}}, "", 0, false, {}});
+  world.cursor = {150, 150};
+  s().accessibility().rebuild();
+  s().at(3, [] { bgDelegate::runTimerForWindowCenter(); });
+  agent.runUntil(3);
+  EXPECT_EQ(bgDelegate_statics().sCursorPid, 502);
+  EXPECT_FALSE(bgDelegate_statics().sRunForWindowCenter);
+  s().at(5, [] { bgDelegate::forceRunTimer(); });
+  s().at(4.9, [this] { s().world().cursor = {160, 160}; });
+  agent.runUntil(5);
+  EXPECT_EQ(bgDelegate_statics().sCursorPid, 501);
 }
 
 TEST_F(RunTimerTest, OverTheAgentsOwnWindowThePassEndsBeforeTheBarsAreHandedOver) {

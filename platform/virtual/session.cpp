@@ -133,7 +133,7 @@ void VirtualSession::AppPort::terminate() {
 }
 
 std::string VirtualSession::AppPort::bundlePath() {
-  return *s_.agentProcess().bundlePath;
+  return s_.config_.agentBundlePath;
 }
 
 std::optional<std::string> VirtualSession::AppPort::bundlePathWithIdentifier(
