@@ -1,5 +1,9 @@
 #include "VAevent.h"
 
+#include "Commonprefs.h"
+#include "VAevent_wheel.h"
+#include "VAremote.h"
+#include "VAscroll.h"
 #include "VAstate.h"
 #include "VAutils.h"
 #include "bgDelegate.h"
@@ -34,6 +38,11 @@ CGEventRef VAevent::eventForEvent_bars_window(CGEventRef event, const Bars*, voi
   switch (type) {
     case kCGEventMouseMoved:
       return handleMMoved_event_cgEvent(nsEvent, event);
+    case kCGEventScrollWheel:
+      return handleWheel_event_cgEvent_overlayWindow(nsEvent, event);
+    case kNSEventTypeGesture:
+      handleGesture_event_cgEvent_overlayWindow();
+      return event;
     default:
       return event;
   }
@@ -48,6 +57,15 @@ CGEventRef handleMMoved_event_cgEvent(NSEventRef, CGEventRef cgEvent) {
     return cgEvent;
   }
   s.sLastUnflippedEventLocation = unflippedPointfor_cgevent(cgEvent);
+  // Nudging the mouse stops a wheel or trackpad coast, and its remaining events with it.
+  if (prefs_nudgeCursorToStopNow() && state_doingCoast() && state_coastStartedBy() == 2) {
+    stopCoast();
+    s.sCoastEventsCancelledUntil = now() + 0.3;
+  }
+  // Leaving the area the coast began in cancels its events there.
+  if (state_doingCoast() && !bgDelegate::ckCursorInCoastRect()) {
+    s.sCoastEventsCancelledUntil = now() + 0.3;
+  }
   bgDelegate::MMoved();
   return cgEvent;
 }
@@ -63,6 +81,13 @@ void VAevent::handleVAEvent(int kind) {
         s.sCopiedMdownToDelay = nullptr;
         s.sSuppressDelayMdownTime = now() + 0.08;
       }
+      break;
+    case 7:
+      scroll_postStopWheelEvent();
+      break;
+    case 8:
+    case 9:
+      stopCoast();
       break;
     case 10:
       s.sCoastEventsCancelledUntil = 0;

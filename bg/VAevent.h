@@ -48,6 +48,14 @@ struct VAeventStatics {
   port::CGEventRef sCopiedMdownToDelay = nullptr;
   double sSuppressDelayMdownTime = 0;
   uint8_t sIsLastMdownInHoverZone = 0;
+  // The wheel intake's (event thread only).
+  int32_t sRepostCount = 0;
+  double sTimeOfLastWheelEvent = 0;
+  bool sHavePhases = false;
+  double sTimeLastTouch = 0;
+  bool sGotPhaseEnded = false;
+  bool sIsFirstMomentumEvent = false;
+  double sTimeGotPhaseEnded = 0;
 };
 
 VAeventStatics& VAevent_statics();

@@ -1,6 +1,7 @@
 #include "VAutils.h"
 
 #include <algorithm>
+#include <limits>
 #include <vector>
 
 #include "acc/blockAtomic.h"
@@ -78,6 +79,18 @@ float readAppleScrollWheelSpeed(double now) {
   });
   s.scrollWheelSpeed = std::clamp(s.scrollWheelSpeed, 0.0f, 5.0f);
   return s.scrollWheelSpeed;
+}
+
+int32_t truncateToInt32(double v) {
+  constexpr double kLimit = 2147483648.0;  // 2^31
+  if (!(v > -kLimit - 1 && v < kLimit)) return std::numeric_limits<int32_t>::min();
+  return static_cast<int32_t>(v);
+}
+
+int64_t truncateToInt64(double v) {
+  constexpr double kLimit = 9223372036854775808.0;  // 2^63
+  if (!(v >= -kLimit && v < kLimit)) return std::numeric_limits<int64_t>::min();
+  return static_cast<int64_t>(v);
 }
 
 IRect rectWith_rect_ofst_dir(IRect rect, int32_t ofst, int32_t dir) {

@@ -2,6 +2,7 @@
 
 #include "Commonprefs.h"
 #include "VAevent.h"
+#include "VAremote.h"
 #include "VAstate.h"
 #include "VAtapMgr.h"
 #include "VAutils.h"
@@ -183,5 +184,13 @@ bool bgDelegate::ckCursorInCoastRect() {
   const IRect& r = s.sCoastRect;
   if (r.right <= r.left) return true;
   const CGPoint& p = s.sLastMousePoint;
-  return r.left <= p.x && p.x <= r.right && r.bottom <= p.y && p.y <= r.top;
+  if (r.left <= p.x && p.x <= r.right && r.bottom <= p.y && p.y <= r.top) return true;
+  stopCoast();
+  return false;
+}
+
+// The area belonged to the coast that ended; the next start records its own.
+void bgDelegate::stoppedCoasting() {
+  s.sCoastRect.left = 0;
+  s.sCoastRect.right = 0;
 }

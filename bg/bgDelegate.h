@@ -55,7 +55,9 @@ class bgDelegate {
   // The area in which a coast may go on: the first found bar's area, else the window.
   static void setCoastRect();
   // Whether the cursor is still in the coast rectangle; an empty one always answers yes.
+  // Leaving it stops the coast.
   static bool ckCursorInCoastRect();
+  static void stoppedCoasting();
 };
 
 // Whether the process may use the accessibility interface.

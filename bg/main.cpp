@@ -2,6 +2,8 @@
 
 #include "Commonprefs.h"
 #include "VAevent.h"
+#include "VAremote.h"
+#include "VAscroll.h"
 #include "VAstate.h"
 #include "VAtapMgr.h"
 #include "VAutils.h"
@@ -14,6 +16,8 @@ void agent_resetModules() {
   bgDelegate_reset();
   VAtapMgr_reset();
   VAevent_reset();
+  VAremote_reset();
+  VAscroll_reset();
   VAstate_reset();
   VAutils_reset();
   VAux_reset();

@@ -44,6 +44,7 @@ class RunLoops {
   virtual void run() = 0;                 // CFRunLoopRun on the current thread's loop
   virtual void addSource(CFRunLoopRef rl, CFRunLoopSourceRef source, RunLoopMode mode) = 0;
   virtual void addTimer(CFRunLoopRef rl, CFRunLoopTimerRef timer, RunLoopMode mode) = 0;
+  virtual bool containsTimer(CFRunLoopRef rl, CFRunLoopTimerRef timer, RunLoopMode mode) = 0;
   virtual void performBlock(CFRunLoopRef rl, RunLoopMode mode, Block block) = 0;
   virtual void wakeUp(CFRunLoopRef rl) = 0;
 

@@ -1,6 +1,7 @@
 #include "accessibility_model.h"
 
 #include <algorithm>
+#include <cmath>
 #include <memory>
 
 namespace vsession {
@@ -68,8 +69,8 @@ AXUIElementRef VirtualAccessibility::add(AXUIElement element) {
   return &nodes_.emplace_back(std::move(element));
 }
 
-AXUIElementRef VirtualAccessibility::addElement(const UiSpec& described, AXUIElementRef parent,
-                                                AXUIElementRef window, int32_t pid) {
+AXUIElementRef VirtualAccessibility::addElement(UiSpec& described, AXUIElementRef parent,
+                                                AXUIElementRef window, int32_t pid, int& areas) {
   AXUIElement e;
   e.kind = Kind::kElement;
   e.pid = pid;
@@ -83,9 +84,13 @@ AXUIElementRef VirtualAccessibility::addElement(const UiSpec& described, AXUIEle
   e.window = window;
   e.content = described.content;
   e.offset = described.offset;
+  if (described.content) {
+    e.described = &described;
+    e.areaIndex = areas++;
+  }
   AXUIElementRef node = add(std::move(e));
   parent->children.push_back(node);
-  for (const UiSpec& child : described.children) addElement(child, node, window, pid);
+  for (UiSpec& child : described.children) addElement(child, node, window, pid, areas);
   if (described.content) {
     // The bars lie over the area's right and bottom edges, above its other children.
     const CGRect& f = described.frame;
@@ -125,7 +130,7 @@ void VirtualAccessibility::rebuild() {
     a.title = app.displayName();
     applications_[app.pid] = add(std::move(a));
   }
-  for (const VirtualWindow& w : world_.windows) {
+  for (VirtualWindow& w : world_.windows) {
     // A window of a process that is not a listed application (the agent's own overlays).
     auto owner = applications_.find(w.pid);
     if (owner == applications_.end()) {
@@ -146,8 +151,33 @@ void VirtualAccessibility::rebuild() {
     node->window = node;
     owner->second->children.push_back(node);
     windows_[w.number] = node;
-    for (const UiSpec& described : w.ui) addElement(described, node, node, w.pid);
+    int areas = 0;
+    for (UiSpec& described : w.ui) addElement(described, node, node, w.pid, areas);
   }
+}
+
+std::optional<ContentScroll> VirtualAccessibility::scrollContentAt(CGPoint p, double pixelsX,
+                                                                   double pixelsY) {
+  for (const VirtualWindow& w : world_.windows) {
+    if (w.ignoresMouseEvents || !rectContains(w.frame, p)) continue;
+    auto window = windows_.find(w.number);
+    if (window == windows_.end()) return std::nullopt;
+    AXUIElementRef area = deepestAt(window->second, p.x, p.y);
+    while (area && !area->content) area = area->parent;
+    if (!area) return std::nullopt;
+    auto moved = [](double offset, double delta, double content, double visible) {
+      double next = offset - delta;
+      if (!std::isfinite(next)) return offset;
+      return std::clamp(next, 0.0, std::max(0.0, content - visible));
+    };
+    CGPoint offset{moved(area->offset.x, pixelsX, area->content->width, area->frame.size.width),
+                   moved(area->offset.y, pixelsY, area->content->height, area->frame.size.height)};
+    if (offset.x == area->offset.x && offset.y == area->offset.y) return std::nullopt;
+    area->offset = offset;
+    if (area->described) area->described->offset = offset;
+    return ContentScroll{w.pid, w.number, area->areaIndex, offset};
+  }
+  return std::nullopt;
 }
 
 AXUIElementRef VirtualAccessibility::createApplication(int32_t pid) {

@@ -27,9 +27,12 @@ struct AXUIElement {
   AXUIElement* parent = nullptr;
   AXUIElement* window = nullptr;
   std::vector<AXUIElement*> children;
-  // A scroll area: its content and offset, and its bars.
+  // A scroll area: its content and offset (kept in step with the world's description, so
+  // a rebuild keeps what was scrolled), its place among the window's areas, and its bars.
   std::optional<CGSize> content;
   CGPoint offset;
+  vsession::UiSpec* described = nullptr;
+  int areaIndex = -1;
   AXUIElement* verticalBar = nullptr;
   AXUIElement* horizontalBar = nullptr;
   // A scroll bar: the area it scrolls and its direction.
@@ -44,6 +47,14 @@ namespace vsession {
 
 inline constexpr double kScrollBarWidth = 15;
 
+// A scroll area's content moved.
+struct ContentScroll {
+  int32_t pid = 0;
+  int64_t window = 0;
+  int area = 0;  // the area's place among its window's scroll areas, depth first
+  port::CGPoint offset;
+};
+
 class VirtualAccessibility final : public port::Accessibility {
  public:
   explicit VirtualAccessibility(World& world) : world_(world) {}
@@ -57,6 +68,10 @@ class VirtualAccessibility final : public port::Accessibility {
     elementErrors_[element] = error;
   }
   uint64_t calls() const { return calls_; }
+  // The application under `p` scrolls the area there by a wheel event's pixel deltas
+  // (positive: toward the start), clamped at the content's edges. Nothing when no area
+  // is there or it is already at that edge.
+  std::optional<ContentScroll> scrollContentAt(port::CGPoint p, double pixelsX, double pixelsY);
 
   port::AXUIElementRef createSystemWide() override { return &systemWide_; }
   port::AXUIElementRef createApplication(int32_t pid) override;
@@ -74,8 +89,8 @@ class VirtualAccessibility final : public port::Accessibility {
 
  private:
   port::AXUIElementRef add(port::AXUIElement element);
-  port::AXUIElementRef addElement(const UiSpec& described, port::AXUIElementRef parent,
-                                  port::AXUIElementRef window, int32_t pid);
+  port::AXUIElementRef addElement(UiSpec& described, port::AXUIElementRef parent,
+                                  port::AXUIElementRef window, int32_t pid, int& areas);
   port::AXError check(port::AXUIElementRef element);
   std::optional<port::AXValue> attribute(port::AXUIElementRef e, std::string_view name) const;
 

@@ -227,6 +227,7 @@ void EventSystem::deliver(CGEventRef e) {
     line["mphase"] = e->integerFields[kCGScrollWheelEventMomentumPhase];
   }
   trace_.add(scheduler_.now(), "deliver", std::move(line));
+  if (e->type == kCGEventScrollWheel && scrollReceiver_) scrollReceiver_(e);
 }
 
 CFMachPortRef EventSystem::tapCreate(CGEventTapLocation location, CGEventTapPlacement placement,

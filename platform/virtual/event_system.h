@@ -4,6 +4,7 @@
 #pragma once
 
 #include <deque>
+#include <functional>
 #include <vector>
 
 #include "event_record.h"
@@ -29,6 +30,10 @@ class EventSystem final : public port::QuartzEvents, public port::CocoaEvents {
   void disableTap(port::CFMachPortRef tap, port::CGEventType reason);
   // Session taps in the order events pass them.
   const std::vector<port::MachPort*>& taps() const { return order_; }
+  // The application a scroll-wheel event reached acts on it.
+  void setScrollReceiver(std::function<void(port::CGEventRef)> receiver) {
+    scrollReceiver_ = std::move(receiver);
+  }
   size_t liveEvents() const { return live_; }
 
   // QuartzEvents
@@ -123,6 +128,7 @@ class EventSystem final : public port::QuartzEvents, public port::CocoaEvents {
   int tapsCreated_ = 0;
   int tapSourcesCreated_ = 0;
   double bootTime_;
+  std::function<void(port::CGEventRef)> scrollReceiver_;
 };
 
 }  // namespace vsession

@@ -1,5 +1,6 @@
 #include "input_devices.h"
 
+#include <algorithm>
 #include <cmath>
 #include <iterator>
 
@@ -14,6 +15,12 @@ constexpr ModifierKey kModifiers[] = {
     {"command", kCGEventFlagMaskCommand, 55},     {"fn", kCGEventFlagMaskSecondaryFn, 63},
 };
 constexpr double kPixelsPerLine = 10;
+
+int64_t wholeLines(double lines) {
+  if (!std::isfinite(lines) || lines == 0) return 0;
+  double whole = std::max(1.0, std::min(std::trunc(std::fabs(lines)), 9.2e18));
+  return static_cast<int64_t>(std::copysign(whole, lines));
+}
 
 CGEventType downType(int button) {
   return button == 0   ? kCGEventLeftMouseDown
@@ -87,13 +94,31 @@ void InputDevices::button(int number, bool down) {
 void InputDevices::wheel(double linesX, double linesY, std::optional<CGPoint> pixels) {
   CGEventRef e = make(kCGEventScrollWheel);
   CGPoint px = pixels.value_or(CGPoint{linesX * kPixelsPerLine, linesY * kPixelsPerLine});
-  events_.setIntegerValueField(e, kCGScrollWheelEventDeltaAxis1, static_cast<int64_t>(linesY));
-  events_.setIntegerValueField(e, kCGScrollWheelEventDeltaAxis2, static_cast<int64_t>(linesX));
+  events_.setIntegerValueField(e, kCGScrollWheelEventDeltaAxis1, wholeLines(linesY));
+  events_.setIntegerValueField(e, kCGScrollWheelEventDeltaAxis2, wholeLines(linesX));
   events_.setDoubleValueField(e, kCGScrollWheelEventFixedPtDeltaAxis1, linesY);
   events_.setDoubleValueField(e, kCGScrollWheelEventFixedPtDeltaAxis2, linesX);
   events_.setDoubleValueField(e, kCGScrollWheelEventPointDeltaAxis1, px.y);
   events_.setDoubleValueField(e, kCGScrollWheelEventPointDeltaAxis2, px.x);
   events_.setIntegerValueField(e, kCGScrollWheelEventIsContinuous, 0);
+  events_.dispatchHardware(e);
+}
+
+void InputDevices::trackpad(const TrackpadStep& step) {
+  if (step.gesture) {
+    events_.dispatchHardware(make(kNSEventTypeGesture));
+    return;
+  }
+  CGEventRef e = make(kCGEventScrollWheel);
+  events_.setIntegerValueField(e, kCGScrollWheelEventDeltaAxis1, wholeLines(step.pixelsY / 10));
+  events_.setIntegerValueField(e, kCGScrollWheelEventDeltaAxis2, wholeLines(step.pixelsX / 10));
+  events_.setDoubleValueField(e, kCGScrollWheelEventFixedPtDeltaAxis1, step.pixelsY / 10);
+  events_.setDoubleValueField(e, kCGScrollWheelEventFixedPtDeltaAxis2, step.pixelsX / 10);
+  events_.setDoubleValueField(e, kCGScrollWheelEventPointDeltaAxis1, step.pixelsY);
+  events_.setDoubleValueField(e, kCGScrollWheelEventPointDeltaAxis2, step.pixelsX);
+  events_.setIntegerValueField(e, kCGScrollWheelEventIsContinuous, 1);
+  events_.setIntegerValueField(e, kCGScrollWheelEventScrollPhase, step.phase);
+  events_.setIntegerValueField(e, kCGScrollWheelEventMomentumPhase, step.momentumPhase);
   events_.dispatchHardware(e);
 }
 

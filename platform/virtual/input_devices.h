@@ -9,6 +9,7 @@
 #include <string>
 
 #include "event_system.h"
+#include "trackpad_gestures.h"
 #include "world.h"
 
 namespace vsession {
@@ -30,7 +31,11 @@ class InputDevices {
   void moveTo(port::CGPoint to);
   void button(int number, bool down);
   // One notch of `lines` per axis; about 10 px a line unless `pixels` gives them exactly.
+  // The whole-line field counts at least one line for any movement, as a notch does.
   void wheel(double linesX, double linesY, std::optional<port::CGPoint> pixels);
+  // One trackpad event: a touch frame (gesture, type 29), or a continuous scroll event with
+  // precise pixel deltas and its scroll or momentum phase.
+  void trackpad(const TrackpadStep& step);
   // The set of held modifiers becomes `flags`: one flags-changed event per key that changed.
   void setModifiers(uint64_t flags);
   void key(const std::string& characters, uint16_t keycode, bool down);

@@ -19,6 +19,14 @@ TaskId Scheduler::schedule(double due, LaneId lane, const char* what, port::Bloc
   return id;
 }
 
+TaskId Scheduler::scheduleGuarded(double due, LaneId lane, const char* what,
+                                  const uint64_t* generation, port::Block task) {
+  TaskId id = nextSeq_++;
+  queue_.push(
+      Task{due < now_ ? now_ : due, id, lane, what, std::move(task), generation, *generation});
+  return id;
+}
+
 void Scheduler::cancel(TaskId id) {
   cancelled_.insert(id);
 }
@@ -38,7 +46,8 @@ void Scheduler::runUntil(double until) {
     // priority_queue only hands out const access; the task is moved out before the pop.
     Task task = std::move(const_cast<Task&>(queue_.top()));
     queue_.pop();
-    if (cancelled_.erase(task.seq)) continue;
+    if (task.generation && *task.generation != task.expected) continue;
+    if (!cancelled_.empty() && cancelled_.erase(task.seq)) continue;
     // A task that fell due while a thread slept runs late; the clock never goes back.
     if (task.due > now_) now_ = task.due;
     if (task.lane == kSystemLane) {

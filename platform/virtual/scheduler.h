@@ -35,6 +35,11 @@ class Scheduler {
   LaneId currentLane() const { return current_; }
 
   TaskId schedule(double due, LaneId lane, const char* what, port::Block task);
+  // A task that is skipped, without waking its lane, unless `*generation` still holds the
+  // value it had when the task was scheduled: how a timer drops its earlier firings without
+  // touching the heap.
+  TaskId scheduleGuarded(double due, LaneId lane, const char* what, const uint64_t* generation,
+                         port::Block task);
   void cancel(TaskId id);
 
   // Runs `work` on `lane` now, as one wake of that lane's thread.
@@ -69,6 +74,8 @@ class Scheduler {
     LaneId lane;
     const char* what;
     port::Block work;
+    const uint64_t* generation = nullptr;
+    uint64_t expected = 0;
   };
   struct Later {
     bool operator()(const Task& a, const Task& b) const {

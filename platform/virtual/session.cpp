@@ -54,6 +54,19 @@ VirtualSession::VirtualSession(const SessionConfig& config)
   platform_.power = &power_;
   platform_.accessibility = &accessibility_;
   accessibility_.rebuild();
+  // Applications scroll the area under the event by its pixel deltas.
+  events_.setScrollReceiver([this](port::CGEventRef e) {
+    std::optional<ContentScroll> moved = accessibility_.scrollContentAt(
+        e->location, e->doubleFields[port::kCGScrollWheelEventPointDeltaAxis2],
+        e->doubleFields[port::kCGScrollWheelEventPointDeltaAxis1]);
+    if (!moved) return;
+    trace_.add(scheduler_.now(), "scroll",
+               {{"pid", moved->pid},
+                {"window", moved->window},
+                {"area", moved->area},
+                {"x", moved->offset.x},
+                {"y", moved->offset.y}});
+  });
   accessibility_.setTrusted(config.accessibilityTrusted);
   if (config.accessibilityGrantedAt) {
     at(*config.accessibilityGrantedAt, [this] { accessibility_.setTrusted(true); });

@@ -45,6 +45,10 @@ void Threading::addTimer(CFRunLoopRef rl, CFRunLoopTimerRef timer, RunLoopMode) 
   scheduleTimer(timer);
 }
 
+bool Threading::containsTimer(CFRunLoopRef rl, CFRunLoopTimerRef timer, RunLoopMode) {
+  return rl && timer && timer->valid && timer->loop == rl;
+}
+
 void Threading::performBlock(CFRunLoopRef rl, RunLoopMode, Block block) {
   if (rl) rl->pending.push_back(std::move(block));
 }
@@ -81,18 +85,17 @@ CFRunLoopTimerRef Threading::timerCreate(CFAbsoluteTime fireDate, CFTimeInterval
 }
 
 void Threading::scheduleTimer(RunLoopTimer* timer) {
-  if (timer->task) scheduler_.cancel(timer->task);
-  timer->task = scheduler_.schedule(timer->nextFire, timer->loop->lane, "timer",
-                                    [this, timer] { fireTimer(timer); });
+  ++timer->generation;
+  scheduler_.scheduleGuarded(timer->nextFire, timer->loop->lane, "timer", &timer->generation,
+                             [this, timer] { fireTimer(timer); });
 }
 
 void Threading::fireTimer(RunLoopTimer* timer) {
   if (!timer->valid) return;
-  TaskId firing = timer->task;
+  uint64_t firing = timer->generation;
   timer->callout(timer, timer->info);
   // The callout may have invalidated the timer or given it a new fire date itself.
-  if (!timer->valid || timer->task != firing) return;
-  timer->task = 0;
+  if (!timer->valid || timer->generation != firing) return;
   if (timer->interval <= 0) {
     timer->valid = false;  // a one-shot timer is done after its firing
     return;
@@ -117,8 +120,7 @@ CFAbsoluteTime Threading::timerGetNextFireDate(CFRunLoopTimerRef timer) {
 void Threading::timerInvalidate(CFRunLoopTimerRef timer) {
   if (!timer || !timer->valid) return;
   timer->valid = false;
-  if (timer->task) scheduler_.cancel(timer->task);
-  timer->task = 0;
+  ++timer->generation;
 }
 
 bool Threading::timerIsValid(CFRunLoopTimerRef timer) {

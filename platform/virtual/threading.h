@@ -28,7 +28,8 @@ struct RunLoopTimer {
   CFRunLoopTimerCallBack callout = nullptr;
   void* info = nullptr;
   bool valid = true;
-  vsession::TaskId task = 0;
+  // Moves with every reschedule and invalidation; a firing scheduled before is dropped.
+  uint64_t generation = 0;
 };
 
 // A run-loop source of a mach port; the event tap it serves, once added to a loop, is
@@ -67,6 +68,8 @@ class Threading final : public port::Clock,
                  port::RunLoopMode mode) override;
   void addTimer(port::CFRunLoopRef rl, port::CFRunLoopTimerRef timer,
                 port::RunLoopMode mode) override;
+  bool containsTimer(port::CFRunLoopRef rl, port::CFRunLoopTimerRef timer,
+                     port::RunLoopMode mode) override;
   void performBlock(port::CFRunLoopRef rl, port::RunLoopMode mode, port::Block block) override;
   void wakeUp(port::CFRunLoopRef rl) override;
   port::CFRunLoopTimerRef timerCreate(port::CFAbsoluteTime fireDate, port::CFTimeInterval interval,

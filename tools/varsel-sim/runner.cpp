@@ -60,6 +60,36 @@ vsession::SessionConfig sessionConfigFor(const Scenario& s, const RunOptions& op
 
 namespace {
 
+void scheduleTrackpad(VirtualSession& session, double start,
+                      const std::vector<vsession::TrackpadStep>& steps) {
+  for (const vsession::TrackpadStep& s : steps) {
+    session.at(start + s.t, [&session, s] { session.input().trackpad(s); });
+  }
+}
+
+void scheduleReplay(VirtualSession& session, double start, const ReplayInput& replay) {
+  double first = replay.events.front().t;
+  if (replay.trackpad) {
+    std::vector<vsession::RecordedDelta> recording;
+    for (const ReplayInput::Event& e : replay.events) {
+      double scale = e.lines ? 10 : 1;
+      recording.push_back({e.t, e.x * scale, e.y * scale});
+    }
+    scheduleTrackpad(session, start, vsession::trackpadStepsFromRecording(recording));
+    return;
+  }
+  for (const ReplayInput::Event& e : replay.events) {
+    const ReplayInput::Event* event = &e;
+    session.at(start + e.t - first, [&session, event] {
+      if (event->lines) {
+        session.input().wheel(event->x, event->y, std::nullopt);
+      } else {
+        session.input().wheel(event->x / 10, event->y / 10, CGPoint{event->x, event->y});
+      }
+    });
+  }
+}
+
 // Each step becomes the device actions it stands for, at their virtual times.
 void schedule(VirtualSession& session, const InputStep& step) {
   vsession::InputDevices& input = session.input();
@@ -102,6 +132,14 @@ void schedule(VirtualSession& session, const InputStep& step) {
             session.at(p->t + 0.08,
                        [&input, action] { input.key(action->chars, action->code, false); });
           }
+        } else if constexpr (std::is_same_v<T, TrackpadInput>) {
+          session.at(p->t, [&input, action] { input.trackpad(action->step); });
+        } else if constexpr (std::is_same_v<T, SwipeInput>) {
+          scheduleTrackpad(
+              session, p->t,
+              vsession::swipeSteps(action->x, action->y, action->over, action->momentum));
+        } else if constexpr (std::is_same_v<T, ReplayInput>) {
+          scheduleReplay(session, p->t, *action);
         } else if constexpr (std::is_same_v<T, PaneInput>) {
           session.at(p->t, [&session, action] {
             PlistDict message;

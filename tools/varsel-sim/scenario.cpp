@@ -265,11 +265,65 @@ ScenarioApp readApp(const Node& node) {
   return app;
 }
 
-InputStep readInput(const Node& node) {
+int readScrollPhase(const Node& node) {
+  static const std::pair<const char*, int> kPhases[] = {
+      {"mayBegin", vsession::kScrollPhaseMayBegin},
+      {"began", vsession::kScrollPhaseBegan},
+      {"changed", vsession::kScrollPhaseChanged},
+      {"ended", vsession::kScrollPhaseEnded},
+      {"cancelled", vsession::kScrollPhaseCancelled}};
+  std::string name = node.string();
+  for (const auto& [text, value] : kPhases) {
+    if (name == text) return value;
+  }
+  node.fail("unknown phase \"" + name + "\" (mayBegin, began, changed, ended, cancelled)");
+}
+
+int readMomentumPhase(const Node& node) {
+  static const std::pair<const char*, int> kPhases[] = {
+      {"begin", vsession::kMomentumPhaseBegin},
+      {"continue", vsession::kMomentumPhaseContinue},
+      {"end", vsession::kMomentumPhaseEnd}};
+  std::string name = node.string();
+  for (const auto& [text, value] : kPhases) {
+    if (name == text) return value;
+  }
+  node.fail("unknown momentum phase \"" + name + "\" (begin, continue, end)");
+}
+
+// A recording of browser wheel events: {"wheelEvents": [{deltaMode, deltaX, deltaY,
+// timeStamp}]}, times in milliseconds. Browsers report how far the page moves, the
+// opposite of the event's own deltas.
+std::vector<ReplayInput::Event> readRecording(const Node& where, const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  if (!in) where.fail("cannot read the recording " + path);
+  json doc = json::parse(in, nullptr, false);
+  if (doc.is_discarded()) where.fail("the recording " + path + " is not JSON");
+  Node root(path, doc, "");
+  root.expectObject({"wheelEvents", "userAgent"});
+  std::vector<ReplayInput::Event> events;
+  for (const Node& e : root.at("wheelEvents").elements()) {
+    e.expectObject({"deltaMode", "deltaX", "deltaY", "deltaZ", "timeStamp"});
+    int64_t mode = e.has("deltaMode") ? e.at("deltaMode").integerIn(0, 1) : 0;
+    ReplayInput::Event event;
+    event.t = e.at("timeStamp").numberIn(0, 1e12) / 1000;
+    event.x = -e.at("deltaX").numberIn(-1e5, 1e5);
+    event.y = -e.at("deltaY").numberIn(-1e5, 1e5);
+    event.lines = mode == 1;
+    if (!events.empty() && event.t < events.back().t) e.fail("time goes back");
+    events.push_back(event);
+  }
+  if (events.empty()) root.at("wheelEvents").fail("no events");
+  return events;
+}
+
+InputStep readInput(const Node& node, const std::string& file) {
   static constexpr std::initializer_list<const char*> kKinds = {
-      "wheel", "move", "modifiers", "button", "key", "event", "pane"};
-  node.expectObject({"t", "wheel", "move", "modifiers", "button", "key", "event", "pane"},
-                    {"trackpad", "swipe", "url"});
+      "wheel", "move", "modifiers", "button", "key",
+      "event", "pane", "trackpad",  "swipe",  "replay"};
+  node.expectObject({"t", "wheel", "move", "modifiers", "button", "key", "event", "pane",
+                     "trackpad", "swipe", "replay"},
+                    {"url"});
   InputStep step;
   step.t = node.at("t").numberIn(0, 1e6);
   const char* kind = nullptr;
@@ -279,7 +333,9 @@ InputStep readInput(const Node& node) {
     kind = k;
   }
   if (!kind) {
-    node.fail("missing the input: one of wheel, move, modifiers, button, key, event, pane");
+    node.fail(
+        "missing the input: one of wheel, move, modifiers, button, key, event, pane, trackpad, "
+        "swipe, replay");
   }
   Node n = node.at(kind);
   std::string k = kind;
@@ -323,6 +379,38 @@ InputStep readInput(const Node& node) {
     key.code = static_cast<uint16_t>(n.at("code").integerIn(0, 0xFFFF));
     if (n.has("down")) key.down = n.at("down").boolean();
     step.action = key;
+  } else if (k == "trackpad") {
+    n.expectObject({"x", "y", "phase", "momentum"});
+    TrackpadInput pad;
+    if (n.has("x")) pad.step.pixelsX = n.at("x").numberIn(-1e6, 1e6);
+    if (n.has("y")) pad.step.pixelsY = n.at("y").numberIn(-1e6, 1e6);
+    if (n.has("phase") == n.has("momentum")) n.fail("give either \"phase\" or \"momentum\"");
+    if (n.has("phase")) pad.step.phase = readScrollPhase(n.at("phase"));
+    if (n.has("momentum")) pad.step.momentumPhase = readMomentumPhase(n.at("momentum"));
+    step.action = pad;
+  } else if (k == "swipe") {
+    n.expectObject({"x", "y", "over", "momentum"});
+    SwipeInput swipe;
+    if (n.has("x")) swipe.x = n.at("x").numberIn(-1e5, 1e5);
+    if (n.has("y")) swipe.y = n.at("y").numberIn(-1e5, 1e5);
+    if (n.has("over")) swipe.over = n.at("over").numberIn(0.01, 10);
+    if (n.has("momentum")) swipe.momentum = n.at("momentum").boolean();
+    if (swipe.x == 0 && swipe.y == 0) n.fail("a swipe needs x or y");
+    step.action = swipe;
+  } else if (k == "replay") {
+    n.expectObject({"file", "device"});
+    ReplayInput replay;
+    Node path = n.at("file");
+    std::filesystem::path resolved = path.string();
+    if (resolved.is_relative()) resolved = std::filesystem::path(file).parent_path() / resolved;
+    replay.file = resolved.string();
+    std::string device = n.has("device") ? n.at("device").string() : "trackpad";
+    if (device != "trackpad" && device != "wheel") {
+      n.at("device").fail("the device is \"trackpad\" or \"wheel\"");
+    }
+    replay.trackpad = device == "trackpad";
+    replay.events = readRecording(path, replay.file);
+    step.action = replay;
   } else if (k == "pane") {
     n.expectObject({"m", "s"});
     PaneInput pane;
@@ -446,7 +534,7 @@ Scenario parseScenario(const std::string& text, const std::string& file) {
   if (root.has("prefs")) s.prefs = readPrefs(root.at("prefs"), file);
 
   if (root.has("input")) {
-    for (const Node& step : root.at("input").elements()) s.input.push_back(readInput(step));
+    for (const Node& step : root.at("input").elements()) s.input.push_back(readInput(step, file));
   }
   std::stable_sort(s.input.begin(), s.input.end(),
                    [](const InputStep& a, const InputStep& b) { return a.t < b.t; });

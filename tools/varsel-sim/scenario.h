@@ -13,6 +13,7 @@
 
 #include "platform/api/events.h"
 #include "platform/api/preferences.h"
+#include "platform/virtual/trackpad_gestures.h"
 #include "platform/virtual/world.h"
 
 namespace sim {
@@ -84,6 +85,32 @@ struct RawEventInput {
   uint64_t flags = 0;
 };
 
+// One raw trackpad event: pixel deltas with a scroll phase or a momentum phase.
+struct TrackpadInput {
+  vsession::TrackpadStep step;
+};
+// A whole two-finger gesture: the fingers' travel in pixels (positive y scrolls toward the
+// top), over how long, and whether the system's momentum follows.
+struct SwipeInput {
+  double x = 0;
+  double y = 0;
+  double over = 0.15;
+  bool momentum = true;
+};
+// A recording of real wheel events played back: a trackpad's (phases inferred) or a mouse
+// wheel's. Deltas are in the event's own sense (the recording's browser deltas negated).
+struct ReplayInput {
+  std::string file;
+  bool trackpad = true;
+  struct Event {
+    double t = 0;  // seconds from the recording's first event
+    double x = 0;
+    double y = 0;
+    bool lines = false;  // the deltas count lines, not pixels
+  };
+  std::vector<Event> events;
+};
+
 // A message of the preference pane to the agent.
 struct PaneInput {
   int64_t m = 0;
@@ -93,7 +120,7 @@ struct PaneInput {
 struct InputStep {
   double t = 0;
   std::variant<WheelInput, MoveInput, ModifiersInput, ButtonInput, KeyInput, RawEventInput,
-               PaneInput>
+               PaneInput, TrackpadInput, SwipeInput, ReplayInput>
       action;
 };
 
