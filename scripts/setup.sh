@@ -3,7 +3,7 @@
 # again: it installs only what is missing.
 set -euo pipefail
 packages=(cmake ninja-build g++ pkg-config libgtest-dev libgmock-dev libbenchmark-dev
-          nlohmann-json3-dev libcli11-dev libplist-dev python3
+          nlohmann-json3-dev libcli11-dev libplist-dev python3 gnuplot-nox
           clang libclang-rt-14-dev)
 missing=()
 for p in "${packages[@]}"; do

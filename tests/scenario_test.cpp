@@ -168,4 +168,19 @@ TEST(VarselSimTest, RunWritesTheTraceAndPrintsASummary) {
             readFile(fs::path(VARSEL_SCENARIOS_DIR) / "expected" / "passthrough.jsonl"));
 }
 
+TEST(VarselSimTest, PlotDrawsEachScrolledAreaAndThePostedDeltas) {
+  fs::path dir = fs::path(::testing::TempDir()) / "varsel-sim-plot";
+  fs::create_directories(dir);
+  fs::path svg = dir / "tour.svg";
+  std::string command = std::string(VARSEL_SIM) +
+                        " run " VARSEL_SCENARIOS_DIR "/tour.json --plot " + svg.string() +
+                        " >/dev/null";
+  ASSERT_EQ(std::system(command.c_str()), 0);
+  std::string picture = readFile(svg);
+  EXPECT_NE(picture.find("<svg"), std::string::npos);
+  EXPECT_NE(picture.find("window 101, area 0 vertical"), std::string::npos);
+  EXPECT_NE(picture.find("window 201, area 0 vertical"), std::string::npos);
+  EXPECT_NE(picture.find("agent vertical"), std::string::npos);
+}
+
 }  // namespace

@@ -3,13 +3,15 @@
 #include <fstream>
 #include <iostream>
 
+#include "plot.h"
 #include "prefs_report.h"
 #include "runner.h"
 #include "scenario.h"
 
 namespace {
 
-int runFile(const std::string& path, const std::string& tracePath, bool wakes) {
+int runFile(const std::string& path, const std::string& tracePath, bool wakes,
+            const std::string& plotPath) {
   sim::Scenario scenario;
   try {
     scenario = sim::loadScenario(path);
@@ -23,6 +25,13 @@ int runFile(const std::string& path, const std::string& tracePath, bool wakes) {
     out << sim::traceText(result.trace);
     if (!out) {
       std::cerr << "varsel-sim: cannot write the trace to " << tracePath << "\n";
+      return 1;
+    }
+  }
+  if (!plotPath.empty()) {
+    std::string error;
+    if (!sim::writePlot(result.trace, scenario.name, scenario.until, plotPath, error)) {
+      std::cerr << "varsel-sim: " << error << "\n";
       return 1;
     }
   }
@@ -47,12 +56,14 @@ int main(int argc, char** argv) {
   CLI::App app{"Runs the Varsel agent inside a virtual macOS session."};
   app.require_subcommand(0, 1);
 
-  std::string file, tracePath;
+  std::string file, tracePath, plotPath;
   bool wakes = false;
   CLI::App* run = app.add_subcommand("run", "Run a scenario and print a summary");
   run->add_option("file", file, "Scenario file (JSON)")->required();
   run->add_option("--trace", tracePath, "Write the trace (JSON Lines) to this file");
   run->add_flag("--wakes", wakes, "Record every wake of the agent's threads in the trace");
+  run->add_option("--plot", plotPath,
+                  "Draw the content offsets and posted deltas over time (SVG, needs gnuplot)");
 
   std::string prefsFile;
   bool json = false;
@@ -63,7 +74,7 @@ int main(int argc, char** argv) {
   prefs->add_flag("--json", json, "Print JSON: the global keys and each element's record");
 
   CLI11_PARSE(app, argc, argv);
-  if (run->parsed()) return runFile(file, tracePath, wakes);
+  if (run->parsed()) return runFile(file, tracePath, wakes, plotPath);
   if (prefs->parsed()) return showPrefs(prefsFile, json);
-  return runFile(VARSEL_SCENARIOS_DIR "/tour.json", "", false);
+  return runFile(VARSEL_SCENARIOS_DIR "/tour.json", "", false, "");
 }
