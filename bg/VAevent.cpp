@@ -14,9 +14,6 @@ using namespace port;
 namespace {
 VAeventStatics s;
 
-double now() {
-  return platform().clock->absoluteTimeGetCurrent();
-}
 }  // namespace
 
 VAeventStatics& VAevent_statics() {
@@ -31,7 +28,7 @@ CGEventRef VAevent::eventForEvent_bars_window(CGEventRef event, const Bars*, voi
   CGEventType type = platform().cocoa->type(nsEvent);
 
   if (s.sCoastStopEventsIgnoredUntil != 0) {
-    if (s.sCoastStopEventsIgnoredUntil > now()) return nullptr;
+    if (s.sCoastStopEventsIgnoredUntil > utils_now()) return nullptr;
     s.sCoastStopEventsIgnoredUntil = 0;
   }
 
@@ -60,11 +57,11 @@ CGEventRef handleMMoved_event_cgEvent(NSEventRef, CGEventRef cgEvent) {
   // Nudging the mouse stops a wheel or trackpad coast, and its remaining events with it.
   if (prefs_nudgeCursorToStopNow() && state_doingCoast() && state_coastStartedBy() == 2) {
     stopCoast();
-    s.sCoastEventsCancelledUntil = now() + 0.3;
+    s.sCoastEventsCancelledUntil = utils_now() + 0.3;
   }
   // Leaving the area the coast began in cancels its events there.
   if (state_doingCoast() && !bgDelegate::ckCursorInCoastRect()) {
-    s.sCoastEventsCancelledUntil = now() + 0.3;
+    s.sCoastEventsCancelledUntil = utils_now() + 0.3;
   }
   bgDelegate::MMoved();
   return cgEvent;
@@ -79,7 +76,7 @@ void VAevent::handleVAEvent(int kind) {
         quartz.post(kCGSessionEventTap, s.sCopiedMdownToDelay);
         quartz.release(s.sCopiedMdownToDelay);
         s.sCopiedMdownToDelay = nullptr;
-        s.sSuppressDelayMdownTime = now() + 0.08;
+        s.sSuppressDelayMdownTime = utils_now() + 0.08;
       }
       break;
     case 7:
@@ -119,7 +116,7 @@ void VAevent::handleVAEvent(int kind) {
 }
 
 void event_ignoreCoastStopEventsForDelay(double seconds) {
-  s.sCoastStopEventsIgnoredUntil = now() + seconds;
+  s.sCoastStopEventsIgnoredUntil = utils_now() + seconds;
 }
 
 // The keyboard scroller asks for a location; the origin is what it gets.

@@ -8,6 +8,7 @@
 #include "VAremote.h"
 #include "VAscroll.h"
 #include "VAstate.h"
+#include "VAutils.h"
 #include "bgDelegate.h"
 #include "bgprefs.h"
 #include "platform/api/platform.h"
@@ -22,10 +23,6 @@ constexpr double kPhasesForgottenAfter = 0.35;
 constexpr double kTouchCountsFor = 0.2;
 constexpr double kTouchStopsCoastAfter = 0.08;
 constexpr int kMaxReposts = 6;
-
-double now() {
-  return platform().clock->absoluteTimeGetCurrent();
-}
 
 bool isAgentTag(int64_t userData, int64_t tag) {
   return (userData & kAgentEventTagMask) == tag;
@@ -138,7 +135,8 @@ CGEventRef handleWheel_event_cgEvent_overlayWindow(NSEventRef event, CGEventRef 
         state_repostWheelEventsUntilMomentumEnd()) {
       state_setRepostWheelEventsUntilMomentumEnd(false);
     }
-    if (s.sCoastEventsCancelledUntil != 0 && now() < s.sCoastEventsCancelledUntil) return nullptr;
+    if (s.sCoastEventsCancelledUntil != 0 && utils_now() < s.sCoastEventsCancelledUntil)
+      return nullptr;
     return cgEvent;
   }
 
@@ -196,7 +194,7 @@ CGEventRef handleWheel_event_cgEvent_overlayWindow(NSEventRef event, CGEventRef 
     vars.momentumPhase = cocoa.momentumPhase(event);
   }
 
-  double t = now();
+  double t = utils_now();
   if (t - kPhasesForgottenAfter > s.sTimeOfLastWheelEvent) s.sHavePhases = false;
   s.sTimeOfLastWheelEvent = t;
   vars.time = t;
@@ -224,7 +222,7 @@ CGEventRef handleWheel_event_cgEvent_overlayWindow(NSEventRef event, CGEventRef 
 void handleGesture_event_cgEvent_overlayWindow() {
   VAeventStatics& s = VAevent_statics();
   bool wasCoasting = state_doingCoast();
-  double t = now();
+  double t = utils_now();
   s.sTimeLastTouch = t;
   // Touching again well after the gesture ended stops the coast it left behind.
   if (s.sHavePhases && s.sGotPhaseEnded && wasCoasting &&

@@ -22,10 +22,6 @@ constexpr double kSpanLimit = 0.25;         // impulses summed over at most this
 constexpr double kMinSpan = 0.008;          // closer impulses give no reliable speed
 constexpr double kSingleTickDuration = 0.025;
 
-double now() {
-  return platform().clock->absoluteTimeGetCurrent();
-}
-
 // Same direction: the average. Opposite directions, or either still: that axis stops.
 void mergeAxis(double& running, float incoming, double& residue) {
   if ((running > 0 && incoming > 0) || (running < 0 && incoming < 0)) {
@@ -99,7 +95,7 @@ void coast_atPoint_withX_y_stopTime(double px, double py, float x, float y, doub
   resetScrollAccum();
   s.sCoastX = x;
   s.sCoastY = y;
-  double start = now();
+  double start = utils_now();
   s.sCoastStartedTime = start;
   double fireTime = start + static_cast<double>(kTickInterval);
   RunLoops& runLoops = *platform().runLoops;
@@ -116,7 +112,7 @@ void coast_atPoint_withX_y_stopTime(double px, double py, float x, float y, doub
 }
 
 void coastProc(CFRunLoopTimerRef, void*) {
-  double t = now();
+  double t = utils_now();
   if (s.sCoastStopTime != 0 && t > s.sCoastStopTime) {
     stopCoast();
     return;
@@ -145,7 +141,8 @@ void stopCoast() {
   s.sCoastX = 0;
   s.sCoastY = 0;
   // Parked, never released: the next coast reuses it.
-  if (s.sCoastTimer) platform().runLoops->timerSetNextFireDate(s.sCoastTimer, now() + kParkedFor);
+  if (s.sCoastTimer)
+    platform().runLoops->timerSetNextFireDate(s.sCoastTimer, utils_now() + kParkedFor);
   state_setDoingCoast(false);
   bgDelegate::stoppedCoasting();
   scroll_postStopWheelEvent();
@@ -165,7 +162,7 @@ bool shouldCoastFor_xPtr_yPtr_updateOnly_startFromHistory_singleFactor(float* x,
                                                                        bool updateOnly,
                                                                        bool startFromHistory,
                                                                        uint16_t singleFactor) {
-  double t = now();
+  double t = utils_now();
   bool vOn = prefs_wheelCoastVOn();
   bool hOn = prefs_wheelCoastHOn();
   if (*x != 0 && *y != 0) {

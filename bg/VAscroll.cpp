@@ -120,5 +120,5 @@ void scroll_repostEvent(CGEventRef event) {
 }
 
 void scroll_resetMomentumDelay() {
-  VAremote_statics().sCoastStartedTime = platform().clock->absoluteTimeGetCurrent();
+  VAremote_statics().sCoastStartedTime = utils_now();
 }

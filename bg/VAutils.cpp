@@ -81,6 +81,10 @@ float readAppleScrollWheelSpeed(double now) {
   return s.scrollWheelSpeed;
 }
 
+double utils_now() {
+  return platform().clock->absoluteTimeGetCurrent();
+}
+
 int32_t truncateToInt32(double v) {
   constexpr double kLimit = 2147483648.0;  // 2^31
   if (!(v > -kLimit - 1 && v < kLimit)) return std::numeric_limits<int32_t>::min();

@@ -66,6 +66,8 @@ IRect rectWith_rect_ofst_dir(IRect rect, int32_t ofst, int32_t dir);
 // Clips `rect` in place to `limit`; an empty result is not detected.
 void intersect_rectPtr_withRect(IRect* rect, IRect limit);
 void preventSleep_yesno(bool yes);
+// CFAbsoluteTimeGetCurrent: seconds since 1 Jan 2001.
+double utils_now();
 // Double to integer truncation toward zero as the processor does it: NaN and values out of
 // range give the most negative integer, which every size limit then refuses.
 int32_t truncateToInt32(double v);

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "VAstate.h"
+#include "VAutils.h"
 #include "bgDelegate.h"
 #include "platform/api/platform.h"
 
@@ -24,10 +25,6 @@ constexpr int32_t kClimbs = 40;
 // again.
 constexpr int32_t kSkipAfterMadeUpBars = 5;
 constexpr int32_t kMaxNonAXDepth = 20;
-
-double now() {
-  return platform().clock->absoluteTimeGetCurrent();
-}
 
 std::string lowercased(const BidRef& bid) {
   std::string text = bid ? *bid : std::string();
@@ -63,7 +60,7 @@ Sbar* entries(Bars* b, int i) {
 
 // up and down cover `rect` without a real bar behind them.
 void makeUpVerticalEntries(const IRect& rect) {
-  double t = now();
+  double t = utils_now();
   for (Sbar* e : {s.upSbar, s.downSbar}) {
     e->rect = rect;
     e->found = 1;
@@ -300,7 +297,7 @@ void addIfValid_sbar_parent(AXUIElementRef bar, AXUIElementRef parent) {
   if (!VAutils::isEnabled(bar)) return;
   IRect br = VAutils::rectForElement(bar);
   float v = VAutils::value(bar);
-  double t = now();
+  double t = utils_now();
   auto fill = [&](Sbar* e, const IRect& rect) {
     e->rect = rect;
     e->found = 1;

@@ -7,6 +7,7 @@
 #include "VAevent.h"
 #include "VAstate.h"
 #include "VAtapMgr.h"
+#include "VAutils.h"
 #include "VAux.h"
 #include "acc/blockAtomic.h"
 #include "bgDelegate.h"
@@ -29,10 +30,6 @@ constexpr double kStillMoving = 0.11;
 constexpr double kSamePlace = 4.0;
 constexpr double kAssistiveReportInterval = 10.0;
 
-double now() {
-  return platform().clock->absoluteTimeGetCurrent();
-}
-
 void runTimerFired(CFRunLoopTimerRef, void*) {
   bgDelegate::runTimer();
 }
@@ -41,7 +38,7 @@ void runTimerFired(CFRunLoopTimerRef, void*) {
 void scheduleRunTimer(double delay) {
   bgDelegateStatics& s = bgDelegate_statics();
   RunLoops& loops = *platform().runLoops;
-  double due = now() + delay;
+  double due = utils_now() + delay;
   if (!s.sRunTimer || !loops.timerIsValid(s.sRunTimer)) {
     constexpr double kNeverRepeats = 1e9;
     s.sRunTimer = loops.timerCreate(due, kNeverRepeats, runTimerFired, nullptr);
@@ -82,7 +79,7 @@ bool checkAssistive(double t, CGPoint p) {
 
 void bgDelegate::runTimer() {
   bgDelegateStatics& s = bgDelegate_statics();
-  double t = now();
+  double t = utils_now();
   if (!s.sForceRun && t - s.lastRun < kMinPassInterval) return;
 
   CGPoint p = platform().cocoa->mouseLocation();
@@ -165,7 +162,7 @@ void bgDelegate::runTimerOnMain() {
 void bgDelegate::runTimerAfter(float seconds) {
   dispatchMainWithAutoreleasePool([seconds] {
     bgDelegateStatics& s = bgDelegate_statics();
-    double t = now() + seconds;
+    double t = utils_now() + seconds;
     if (s.sNextTime != 0 && t > s.sNextTime) return;
     s.sNextTime = t;
     Dispatch& dispatch = *platform().dispatch;
@@ -177,7 +174,7 @@ void bgDelegate::runTimerAfter(float seconds) {
 // A later, earlier-due request replaced this one when the due time is still ahead.
 void bgDelegate::runTimerAfter_b() {
   bgDelegateStatics& s = bgDelegate_statics();
-  if (s.sNextTime - now() > 0.012) return;
+  if (s.sNextTime - utils_now() > 0.012) return;
   s.sNextTime = 0;
   runTimer();
 }
@@ -203,7 +200,7 @@ void bgDelegate::runTimerForWindowCenter() {
 void bgDelegate::MMoved() {
   bgDelegateStatics& s = bgDelegate_statics();
   s.sWaitUntilMouseMoves = false;
-  s.sLastMouseMovedTime = now();
+  s.sLastMouseMovedTime = utils_now();
   if (state_nextMoveResumesTimer()) {
     state_setNextMoveResumesTimer(false);
     runTimerAfter(0.1f);
