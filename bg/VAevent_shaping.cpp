@@ -30,6 +30,25 @@ bool wheelVars_needNoChange(const WheelVars& vars) {
   return !vars.reversedX && !vars.reversedY && vars.multX == 1.0f && vars.multY == 1.0f;
 }
 
+CGEventRef wheel_passShaped(WheelVars* vars, double dx, double dy) {
+  if (!wheelVars_needNoChange(*vars)) changeDeltas_dx_dy(vars, dx, -dy);
+  return vars->event;
+}
+
+void wheel_shapeDeltas(WheelVars* vars, double& dx, double& dy) {
+  if (wheelVars_needNoChange(*vars)) return;
+  changeDeltas_dx_dy(vars, dx, -dy);
+  dx *= vars->multX;
+  dy *= vars->multY;
+}
+
+void wheel_startPadCoast(const WheelVars& vars, float x, float y) {
+  bgDelegate::setCoastRect();
+  scroll_setCoastFactorForPad();
+  state_setDoingWheel(true);
+  startCoastFrom(vars, x, y);
+}
+
 bool wheel_isWholeDelta(double v) {
   return v != 0 && std::fabs(v) - std::fabs(std::floor(v)) == 0;
 }
@@ -54,11 +73,7 @@ void changeDeltas_dx_dy(WheelVars* vars, double dx, double dy) {
 }
 
 CGEventRef handleTrueWheel_dy_dx_vars(WheelVars* vars, double dy, double dx) {
-  bool unchanged = wheelVars_needNoChange(*vars);
-  if (!prefs_wheelCoastVOn()) {
-    if (!unchanged) changeDeltas_dx_dy(vars, dx, -dy);
-    return vars->event;
-  }
+  if (!prefs_wheelCoastVOn()) return wheel_passShaped(vars, dx, dy);
   // The dominant axis alone; equal squares keep both.
   if (dy * dy > dx * dx) {
     dx = 0;
@@ -70,11 +85,7 @@ CGEventRef handleTrueWheel_dy_dx_vars(WheelVars* vars, double dy, double dx) {
     stopCoast();
     return vars->event;
   }
-  if (!unchanged) {
-    changeDeltas_dx_dy(vars, dx, -dy);
-    dx *= vars->multX;
-    dy *= vars->multY;
-  }
+  wheel_shapeDeltas(vars, dx, dy);
   float x = static_cast<float>(dx);
   float y = static_cast<float>(dy);
   if (!shouldCoastFor_xPtr_yPtr_updateOnly_startFromHistory_singleFactor(
@@ -96,11 +107,7 @@ CGEventRef handlePadNoLift_dy_dx_vars(WheelVars* vars, double dy, double dx) {
   vars->zeroAndNotCoasting = dx == 0 && dy == 0 && !state_doingCoast();
   wheel_notePhase(vars->phase, vars->time);
   if (dx == 0 && dy == 0) return nullptr;
-  bool unchanged = wheelVars_needNoChange(*vars);
-  if (!prefs_wheelCoastVOn()) {
-    if (!unchanged) changeDeltas_dx_dy(vars, dx, -dy);
-    return vars->event;
-  }
+  if (!prefs_wheelCoastVOn()) return wheel_passShaped(vars, dx, dy);
   // Horizontal or diagonal finger movement is not shaped in this mode.
   if (dy * dy > dx * dx) {
     dx = 0;
@@ -126,20 +133,13 @@ CGEventRef handlePadNoLift_dy_dx_vars(WheelVars* vars, double dy, double dx) {
   }
   if (vars->zeroAndNotCoasting) return nullptr;
 
-  if (!unchanged) {
-    changeDeltas_dx_dy(vars, dx, -dy);
-    dx *= vars->multX;
-    dy *= vars->multY;
-  }
+  wheel_shapeDeltas(vars, dx, dy);
   dy *= 1.5;
   float x = static_cast<float>(dx);
   float y = static_cast<float>(dy);
   // Refused or not, the movement starts or refreshes a coast: the shaped deltas stand in
   // for a speed when there is none.
   shouldCoastFor_xPtr_yPtr_updateOnly_startFromHistory_singleFactor(&x, &y, false, false, 100);
-  bgDelegate::setCoastRect();
-  scroll_setCoastFactorForPad();
-  state_setDoingWheel(true);
-  startCoastFrom(*vars, x, y);
+  wheel_startPadCoast(*vars, x, y);
   return swallow ? nullptr : vars->event;
 }

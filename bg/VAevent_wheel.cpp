@@ -53,11 +53,7 @@ CGEventRef handlePadLift(WheelVars& vars, double Y, double X, double t) {
   vars.zeroAndNotCoasting = X == 0 && Y == 0 && !state_doingCoast();
   wheel_notePhase(vars.phase, t);
   CGEventRef cgEvent = vars.event;
-  bool unchanged = wheelVars_needNoChange(vars);
-  if (!prefs_wheelCoastVOn()) {
-    if (!unchanged) changeDeltas_dx_dy(&vars, X, -Y);
-    return cgEvent;
-  }
+  if (!prefs_wheelCoastVOn()) return wheel_passShaped(&vars, X, Y);
   float scaledY = static_cast<float>(Y * vars.multY);
   float scaledX = static_cast<float>(X * vars.multX);
   if (scaledY * scaledY > scaledX * scaledX) {
@@ -88,11 +84,7 @@ CGEventRef handlePadLift(WheelVars& vars, double Y, double X, double t) {
   }
 
   stopCoast();
-  if (!unchanged) {
-    changeDeltas_dx_dy(&vars, X, -Y);
-    X *= vars.multX;
-    Y *= vars.multY;
-  }
+  wheel_shapeDeltas(&vars, X, Y);
   float x = static_cast<float>(X);
   float y = static_cast<float>(Y);
   if (!shouldCoastFor_xPtr_yPtr_updateOnly_startFromHistory_singleFactor(&x, &y, false, false,
@@ -101,11 +93,7 @@ CGEventRef handlePadLift(WheelVars& vars, double Y, double X, double t) {
     return cgEvent;
   }
   if (!mayStart) return cgEvent;
-  bgDelegate::setCoastRect();
-  scroll_setCoastFactorForPad();
-  state_setDoingWheel(true);
-  CGPoint at = platform().quartz->getLocation(cgEvent);
-  dispatchCoast_atPoint_withX_y_stopTime(at.x, at.y, x, y, 0);
+  wheel_startPadCoast(vars, x, y);
   return nullptr;
 }
 }  // namespace

@@ -37,6 +37,13 @@ port::CGEventRef handlePadNoLift_dy_dx_vars(WheelVars* vars, double dy, double d
 void changeDeltas_dx_dy(WheelVars* vars, double dx, double dy);
 // No multiplier other than 1 and no reversal: the event is passed as it came.
 bool wheelVars_needNoChange(const WheelVars& vars);
+// Coasting off: the event passes, rewritten unless it needs no change.
+port::CGEventRef wheel_passShaped(WheelVars* vars, double dx, double dy);
+// Unless the event needs no change: rewrites it, and scales the handler deltas by the
+// multipliers.
+void wheel_shapeDeltas(WheelVars* vars, double& dx, double& dy);
+// A trackpad coast starts or is refreshed where the event happened.
+void wheel_startPadCoast(const WheelVars& vars, float x, float y);
 // Phase bookkeeping of a multi-touch gesture: began or changed arms the first momentum
 // event; ended notes when.
 void wheel_notePhase(uint64_t phase, double time);

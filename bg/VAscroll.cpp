@@ -21,6 +21,13 @@ bool overLimit(int32_t v) {
   int32_t magnitude = v < 0 ? static_cast<int32_t>(0u - static_cast<uint32_t>(v)) : v;
   return magnitude > kMaxPixelsPerEvent || magnitude < 0;
 }
+// Splits `sum` into whole pixels, returned negated, and the fraction left in `residue`
+// with the sign of the sum.
+double postWholePart(double sum, double& residue) {
+  double n = std::floor(std::fabs(sum));
+  residue = sum > 0 ? sum - n : sum + n;
+  return sum > 0 ? -n : n;
+}
 }  // namespace
 
 VAscrollStatics& VAscroll_statics() {
@@ -78,27 +85,10 @@ int send_cgWheelEvent_intX_intY(int32_t x, int32_t y) {
 }
 
 int scrollForCoast_x_y(float x, float y) {
-  double u = static_cast<double>(x) + s.sCoast_accumX;
-  double t = s.sCoast_accumY - static_cast<double>(y);
-  double postedY, postedX;
-  if (t > 0) {
-    double n = std::floor(t);
-    s.sCoast_accumY = t - n;
-    postedY = -n;
-  } else {
-    double n = std::floor(-t);
-    s.sCoast_accumY = t + n;
-    postedY = n;
-  }
-  if (u > 0) {
-    double n = std::floor(u);
-    s.sCoast_accumX = u - n;
-    postedX = -n;
-  } else {
-    double n = std::floor(-u);
-    s.sCoast_accumX = u + n;
-    postedX = n;
-  }
+  // The vertical residue is kept negated, so both axes split the same way and both
+  // posted values come out with the opposite sign of their sums.
+  double postedY = postWholePart(s.sCoast_accumY - static_cast<double>(y), s.sCoast_accumY);
+  double postedX = postWholePart(static_cast<double>(x) + s.sCoast_accumX, s.sCoast_accumX);
   send_cgWheelEvent_intX_intY(truncateToInt32(postedX), truncateToInt32(postedY));
   return 0;
 }
