@@ -265,30 +265,34 @@ ScenarioApp readApp(const Node& node) {
   return app;
 }
 
-int readScrollPhase(const Node& node) {
-  static const std::pair<const char*, int> kPhases[] = {
-      {"mayBegin", vsession::kScrollPhaseMayBegin},
-      {"began", vsession::kScrollPhaseBegan},
-      {"changed", vsession::kScrollPhaseChanged},
-      {"ended", vsession::kScrollPhaseEnded},
-      {"cancelled", vsession::kScrollPhaseCancelled}};
+// One of the named values; the error lists them all.
+int readNamed(const Node& node, std::initializer_list<std::pair<const char*, int>> names,
+              const char* what) {
   std::string name = node.string();
-  for (const auto& [text, value] : kPhases) {
+  std::string known;
+  for (const auto& [text, value] : names) {
     if (name == text) return value;
+    known += (known.empty() ? "" : ", ") + std::string(text);
   }
-  node.fail("unknown phase \"" + name + "\" (mayBegin, began, changed, ended, cancelled)");
+  node.fail(std::string("unknown ") + what + " \"" + name + "\" (" + known + ")");
+}
+
+int readScrollPhase(const Node& node) {
+  return readNamed(node,
+                   {{"mayBegin", vsession::kScrollPhaseMayBegin},
+                    {"began", vsession::kScrollPhaseBegan},
+                    {"changed", vsession::kScrollPhaseChanged},
+                    {"ended", vsession::kScrollPhaseEnded},
+                    {"cancelled", vsession::kScrollPhaseCancelled}},
+                   "phase");
 }
 
 int readMomentumPhase(const Node& node) {
-  static const std::pair<const char*, int> kPhases[] = {
-      {"begin", vsession::kMomentumPhaseBegin},
-      {"continue", vsession::kMomentumPhaseContinue},
-      {"end", vsession::kMomentumPhaseEnd}};
-  std::string name = node.string();
-  for (const auto& [text, value] : kPhases) {
-    if (name == text) return value;
-  }
-  node.fail("unknown momentum phase \"" + name + "\" (begin, continue, end)");
+  return readNamed(node,
+                   {{"begin", vsession::kMomentumPhaseBegin},
+                    {"continue", vsession::kMomentumPhaseContinue},
+                    {"end", vsession::kMomentumPhaseEnd}},
+                   "momentum phase");
 }
 
 // A recording of browser wheel events: {"wheelEvents": [{deltaMode, deltaX, deltaY,
