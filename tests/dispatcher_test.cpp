@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 
 #include "VAevent.h"
+#include "VAremote.h"
 #include "VAstate.h"
+#include "VAtapMgr.h"
 #include "agent_session.h"
 
 namespace {
@@ -49,6 +51,54 @@ TEST_F(DispatcherTest, MouseMoveRecordsItsUnflippedLocationAndReportsTheMove) {
   EXPECT_FALSE(delegate.sWaitUntilMouseMoves);
   EXPECT_DOUBLE_EQ(delegate.sLastMouseMovedTime, agent.session().absolute(2));
   ASSERT_EQ(agent.linesOfKind("deliver").size(), 1u);
+}
+
+TEST_F(DispatcherTest, NudgingTheMouseStopsAWheelCoastAndCancelsItsEventsForAMoment) {
+  prefs_bgprefs()->wheelNudgeCursorToStop = 1;
+  agent.runUntil(1);
+  evtapMMoved_setEnabled(true);
+  scroll_setCoastFactorForGrab();  // a grab's coast goes on
+  coast_atPoint_withX_y_stopTime(400, 400, 0, 600, 0);
+  agent.runUntil(agent.session().elapsed() + 0.001);  // the start's VA event 10 has run
+  agent.input().moveTo({402, 400});
+  EXPECT_TRUE(state_doingCoast());
+  EXPECT_EQ(event.sCoastEventsCancelledUntil, 0);
+
+  scroll_setCoastFactorForWheel();
+  coast_atPoint_withX_y_stopTime(400, 400, 0, 600, 0);
+  agent.runUntil(agent.session().elapsed() + 0.001);  // the start's VA event 10 has run
+  agent.input().moveTo({404, 400});
+  EXPECT_FALSE(state_doingCoast());
+  EXPECT_DOUBLE_EQ(event.sCoastEventsCancelledUntil,
+                   agent.session().absolute(agent.session().elapsed() + 0.3));
+}
+
+TEST_F(DispatcherTest, LeavingTheCoastRectangleStopsTheCoastAndCancelsItsEvents) {
+  agent.runUntil(1);
+  evtapMMoved_setEnabled(true);
+  scroll_setCoastFactorForWheel();
+  coast_atPoint_withX_y_stopTime(400, 400, 0, 600, 0);
+  agent.runUntil(agent.session().elapsed() + 0.001);  // the start's VA event 10 has run
+  delegate.sCoastRect = {600, 120, 300, 500};
+  delegate.sLastMousePoint = {450, 400};
+  agent.input().moveTo({402, 400});
+  EXPECT_TRUE(state_doingCoast());
+  delegate.sLastMousePoint = {520, 400};
+  agent.input().moveTo({404, 400});
+  EXPECT_FALSE(state_doingCoast());
+  EXPECT_DOUBLE_EQ(event.sCoastEventsCancelledUntil,
+                   agent.session().absolute(agent.session().elapsed() + 0.3));
+}
+
+TEST_F(DispatcherTest, VAEventsEightAndNineStopTheCoast) {
+  for (int kind : {8, 9}) {
+    coast_atPoint_withX_y_stopTime(400, 400, 0, 600, 0);
+    agent.runUntil(agent.session().elapsed() + 0.001);
+    ASSERT_TRUE(state_doingCoast());
+    bgDelegate::postVAEvent(kind);
+    agent.runUntil(agent.session().elapsed() + 0.001);
+    EXPECT_FALSE(state_doingCoast()) << kind;
+  }
 }
 
 TEST_F(DispatcherTest, OwnMouseMoveWhileGrabbingWithoutMovingIsReturnedBeforeAnythingElse) {
