@@ -6,6 +6,7 @@
 
 #include <cstdint>
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -25,7 +26,8 @@ struct IRect {
 };
 
 // The agent's questions to other applications' user interfaces. Every helper takes an
-// element that may be null and turns every error into nothing, NO, 0 or a zero size.
+// element that may be null and turns every error into nothing, NO, 0 or a zero size. The
+// elements they hand back are autoreleased: valid until the pool in place drains.
 class VAutils {
  public:
   static std::optional<std::vector<std::string>> attributeNamesOfUIElement(port::AXUIElementRef e);
@@ -46,6 +48,25 @@ class VAutils {
   static port::AXUIElementRef windowElementForElement(port::AXUIElementRef e);
   // The window's identifier, else its title; never missing, possibly empty.
   static std::string windowIdentifier(port::AXUIElementRef e);
+};
+
+// One pass of questions to another application's user interface, as the run timer makes
+// them: everything the pass copies lives in an autorelease pool of its own, and each
+// attribute of an element is asked of the application once. Within a pass the answer cannot
+// change, and on a real system every read is a round trip to the other process.
+class AXReadsOfOnePass {
+ public:
+  AXReadsOfOnePass();
+  ~AXReadsOfOnePass();
+  AXReadsOfOnePass(const AXReadsOfOnePass&) = delete;
+  AXReadsOfOnePass& operator=(const AXReadsOfOnePass&) = delete;
+
+  struct Reads;
+
+ private:
+  void* pool_;
+  std::unique_ptr<Reads> reads_;
+  Reads* outer_;
 };
 
 // Refreshes the cache of screen frames (at most 8, in NSScreen order: slot 0 holds the menu

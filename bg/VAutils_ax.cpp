@@ -4,7 +4,9 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
 #include <limits>
+#include <unordered_map>
 
 #include "VAutils.h"
 #include "platform/api/platform.h"
@@ -12,6 +14,48 @@
 using namespace port;
 
 namespace {
+
+// What the application answered when the pass asked it for an attribute of an element.
+struct RememberedRead {
+  AXUIElementRef element;  // retained while remembered
+  std::string attribute;
+  std::optional<AXValue> value;
+};
+}  // namespace
+
+// The reads of one pass, by a hash of element and attribute.
+struct AXReadsOfOnePass::Reads {
+  std::unordered_multimap<size_t, RememberedRead> byKey;
+};
+
+namespace {
+
+// The reads of the pass under way; null between passes.
+AXReadsOfOnePass::Reads* sPassReads = nullptr;
+
+size_t readKey(AXUIElementRef e, std::string_view attribute) {
+  return platform().accessibility->hash(e) * 31 + std::hash<std::string_view>()(attribute);
+}
+
+// Elements in a copied value belong to the caller: the helpers hand them back autoreleased.
+void autoreleaseElements(const AXValue& v) {
+  if (auto* e = std::get_if<AXUIElementRef>(&v.value)) {
+    if (*e) platform().accessibility->autorelease(*e);
+  } else if (auto* list = std::get_if<std::shared_ptr<AXArray>>(&v.value)) {
+    if (*list) {
+      for (const AXValue& item : **list) autoreleaseElements(item);
+    }
+  }
+}
+
+std::optional<AXValue> copyAttribute(const char* attribute, AXUIElementRef e) {
+  AXValue value;
+  if (platform().accessibility->copyAttributeValue(e, attribute, &value) != kAXErrorSuccess) {
+    return std::nullopt;
+  }
+  autoreleaseElements(value);
+  return value;
+}
 
 // The value as a T, when it is one.
 template <class T>
@@ -84,11 +128,33 @@ std::optional<std::vector<std::string>> VAutils::attributeNamesOfUIElement(AXUIE
 std::optional<AXValue> VAutils::valueOfAttribute_ofUIElement(const char* attribute,
                                                              AXUIElementRef e) {
   if (!e) return std::nullopt;
-  AXValue value;
-  if (platform().accessibility->copyAttributeValue(e, attribute, &value) != kAXErrorSuccess) {
-    return std::nullopt;
+  if (!sPassReads) return copyAttribute(attribute, e);
+  Accessibility& ax = *platform().accessibility;
+  size_t key = readKey(e, attribute);
+  auto [first, last] = sPassReads->byKey.equal_range(key);
+  for (auto read = first; read != last; ++read) {
+    if (read->second.attribute == attribute && ax.equal(read->second.element, e)) {
+      return read->second.value;
+    }
   }
-  return value;
+  ax.retain(e);
+  auto read =
+      sPassReads->byKey.emplace(key, RememberedRead{e, attribute, copyAttribute(attribute, e)});
+  return read->second.value;
+}
+
+AXReadsOfOnePass::AXReadsOfOnePass()
+    : pool_(platform().threads->autoreleasePoolPush()),
+      reads_(std::make_unique<Reads>()),
+      outer_(sPassReads) {
+  sPassReads = reads_.get();
+}
+
+AXReadsOfOnePass::~AXReadsOfOnePass() {
+  for (auto& [key, read] : reads_->byKey) platform().accessibility->release(read.element);
+  reads_.reset();
+  sPassReads = outer_;
+  platform().threads->autoreleasePoolPop(pool_);
 }
 
 // The URL's scheme, as CFURLCopyScheme finds it: letters first, then letters, digits, "+",

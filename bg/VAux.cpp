@@ -75,19 +75,6 @@ int32_t pidOf(AXUIElementRef element) {
   return pid;
 }
 
-void setCursorElement(AXUIElementRef element) {
-  if (s.cursorElement) platform().accessibility->release(s.cursorElement);
-  s.cursorElement = element;
-}
-
-// The identifier slot the record will point at: the other one keeps the previous text alive
-// for the event thread's copy.
-const char* keepIdentifier(const std::string& id) {
-  s.currentIdentifier = 1 - s.currentIdentifier;
-  s.identifiers[s.currentIdentifier] = id;
-  return s.identifiers[s.currentIdentifier].c_str();
-}
-
 }  // namespace
 
 VAuxStatics& VAux_statics() {
@@ -98,9 +85,23 @@ void VAux_reset() {
   s = VAuxStatics{};
 }
 
+DiscoveryPass::~DiscoveryPass() {
+  s.cursorElement = nullptr;
+}
+
+void InlineIdentifier::assign(std::string_view id) {
+  size_t length = std::min(id.size(), kCapacity - 1);
+  // Never end inside a UTF-8 sequence: back off over its continuation bytes and its lead.
+  if (length < id.size()) {
+    while (length > 0 && (static_cast<unsigned char>(id[length]) & 0xC0) == 0x80) --length;
+  }
+  id.copy(text, length);
+  text[length] = '\0';
+}
+
 int32_t VAux::updateAppUnderCursor(CGPoint p) {
   Accessibility& ax = *platform().accessibility;
-  setCursorElement(nullptr);
+  s.cursorElement = nullptr;
   if (!s.systemWideElement) s.systemWideElement = ax.createSystemWide();
 
   CGPoint q = carbonScreenPointFromCocoaScreenPoint(p);
@@ -132,7 +133,8 @@ int32_t VAux::updateAppUnderCursor(CGPoint p) {
   }
   if (!element) return -2;
 
-  setCursorElement(element);
+  ax.autorelease(element);
+  s.cursorElement = element;
   s.errCount = 0;
   if (sameWindow && s.lastPid != 0) return s.lastPid;
   s.lastPid = pidOf(element);
@@ -212,11 +214,15 @@ void VAux::updateBars_andWindowRect(Bars* b, IRect* r) {
   AXUIElementRef childToSkip = nullptr;
   AXUIElementRef window = nullptr;
   int32_t climbsLeft = kClimbs;
-  bool startsOnBar = role == "AXScrollBar" && VAutils::parentOfUIElement(current);
-  if (startsOnBar) addIfValid_sbar_parent(current, VAutils::parentOfUIElement(current));
-  for (bool first = true;; first = false) {
-    if (!first || !startsOnBar) {
-      if (!first) role = VAutils::role(current);
+  bool skipLook = false;
+  if (role == "AXScrollBar") {
+    if (AXUIElementRef parent = VAutils::parentOfUIElement(current)) {
+      addIfValid_sbar_parent(current, parent);
+      skipLook = true;
+    }
+  }
+  for (;; skipLook = false) {
+    if (!skipLook) {
       // A deliberate trace kept for those applications, whose trees are unusual.
       if (contains(lowercased(state_currentAppBid()), "microsoft")) {
         platform().systemLog->log("role: " + role.value_or("(null)"));
@@ -240,7 +246,8 @@ void VAux::updateBars_andWindowRect(Bars* b, IRect* r) {
     --climbsLeft;
     AXUIElementRef parent = VAutils::parentOfUIElement(current);
     if (!parent) break;
-    if (!VAutils::role(parent)) {
+    std::optional<std::string> parentRole = VAutils::role(parent);
+    if (!parentRole) {
       platform().systemLog->log(
           "Could not get accessibility role of element under cursor in application " +
           std::to_string(pidOf(s.cursorElement)));
@@ -248,6 +255,7 @@ void VAux::updateBars_andWindowRect(Bars* b, IRect* r) {
     }
     childToSkip = current;
     current = parent;
+    role = std::move(parentRole);
   }
   if (!window) window = VAutils::windowElementForElement(current);
   if (!window) window = VAutils::windowElementForElement(s.cursorElement);
@@ -258,8 +266,9 @@ void VAux::updateBars_andWindowRect(Bars* b, IRect* r) {
   *r = wr;
 
   std::string id = VAutils::windowIdentifier(window);
-  if (!b->windowIdentifier || id != b->windowIdentifier) {
-    b->windowIdentifier = keepIdentifier(id);
+  if (!s.sWindowIdentifier || id != *s.sWindowIdentifier) {
+    s.sWindowIdentifier = id;
+    b->windowIdentifier.assign(id);
     for (int i = 0; i < 4; ++i) entries(b, i)->wasFound = 0;
   }
 
@@ -379,7 +388,7 @@ void checkChildrenOfElement_childToSkip(AXUIElementRef element, AXUIElementRef c
   std::optional<std::vector<AXUIElementRef>> children = VAutils::children(element);
   if (!children) return;
   for (AXUIElementRef child : *children) {
-    if (!child || child == childToSkip) continue;
+    if (!child || (childToSkip && platform().accessibility->equal(child, childToSkip))) continue;
     if (VAutils::role(child) == "AXScrollBar") addIfValid_sbar_parent(child, element);
   }
 }

@@ -3,8 +3,11 @@
 // feed hover scrolling, the coast rectangle and the per-application settings switch.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <string_view>
 
 #include "VAutils.h"
 #include "platform/api/accessibility.h"
@@ -22,6 +25,16 @@ struct Sbar {
 // The value a made-up entry carries: there is no real bar behind it.
 inline constexpr float kMadeUpBarValue = 100.0f;
 
+// The window identifier as the bars record carries it: inline, so that a copy of the record
+// is complete in itself and never points into memory the main thread may change. A longer
+// identifier keeps its first bytes, cut at a character boundary.
+struct InlineIdentifier {
+  static constexpr size_t kCapacity = 256;
+  char text[kCapacity] = {};
+  void assign(std::string_view id);
+  const char* c_str() const { return text; }
+};
+
 struct Bars {
   Sbar up;
   Sbar down;
@@ -30,8 +43,7 @@ struct Bars {
   int32_t upOfst = 0;
   int32_t downOfst = 0;
   uint32_t changeCount = 0;
-  // Owned by VAux; the event thread's copy shares the pointer without owning it.
-  const char* windowIdentifier = nullptr;
+  InlineIdentifier windowIdentifier;
   uint64_t windowNumber = 0;
   uint8_t deactivateHoverZones = 0;
   uint8_t nonAXbars = 0;
@@ -85,11 +97,17 @@ struct VAuxStatics {
   Sbar* downSbar = nullptr;
   Sbar* leftSbar = nullptr;
   Sbar* rightSbar = nullptr;
-  // The window identifier the record points at, and the one before it, which the event
-  // thread's copy may still point at until the next hand-over.
-  std::string identifiers[2];
-  int currentIdentifier = 0;
+  // The whole identifier of the window the record describes; none before the first pass.
+  std::optional<std::string> sWindowIdentifier;
 };
 
 VAuxStatics& VAux_statics();
 void VAux_reset();
+
+// The run timer's full pass: one AXReadsOfOnePass, and the element under the cursor, which
+// its pool holds, forgotten when it ends.
+class DiscoveryPass : public AXReadsOfOnePass {
+ public:
+  DiscoveryPass() = default;
+  ~DiscoveryPass();
+};

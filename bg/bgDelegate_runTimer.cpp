@@ -122,6 +122,7 @@ void bgDelegate::runTimer() {
   s.sForceRun = false;
   if (!work) return;
 
+  DiscoveryPass pass;
   s.sLastMousePoint = p;
   s.lastRun = t;
   bool granted = checkAssistive(t, p);

@@ -1,67 +1,105 @@
 // The accessibility helpers over the virtual session's accessibility trees: what each one
-// reads, how errors and missing values come out, and the model's scroll bars and hit tests.
+// reads, how errors and missing values come out, who owns the elements they hand back, and
+// how a pass reads each attribute once.
 #include <gtest/gtest.h>
 
 #include "VAutils.h"
 #include "agent_session.h"
+#include "platform/virtual/ui_builders.h"
 
 namespace {
 
 using namespace port;
 using testing_support::AgentSession;
-
-vsession::UiSpec ui(std::string role, CGRect frame, std::vector<vsession::UiSpec> children = {}) {
-  vsession::UiSpec described;
-  described.role = std::move(role);
-  described.frame = frame;
-  described.children = std::move(children);
-  return described;
-}
+using vsession::uiElement;
 
 // A browser window: toolbar text over a web area that holds a scrolling document.
 vsession::SessionConfig browser() {
   vsession::SessionConfig config = testing_support::twoWindowConfig();
-  vsession::UiSpec area = ui("AXScrollArea", {{100, 160}, {800, 540}});
+  vsession::UiSpec area = uiElement("AXScrollArea", {{100, 160}, {800, 540}},
+                                    {uiElement("AXStaticText", {{120, 200}, {300, 20}})});
   area.content = CGSize{800, 5540};
   area.offset = {0, 2500};
   area.verticalBar = area.horizontalBar = true;
-  area.children = {ui("AXStaticText", {{120, 200}, {300, 20}})};
-  vsession::UiSpec web = ui("AXWebArea", {{100, 140}, {800, 560}}, {area});
+  vsession::UiSpec web = uiElement("AXWebArea", {{100, 140}, {800, 560}}, {area});
   web.url = "https://example.com/doc";
   web.identifier = "content";
-  vsession::UiSpec toolbar = ui("AXToolbar", {{100, 100}, {800, 40}});
+  vsession::UiSpec toolbar = uiElement("AXToolbar", {{100, 100}, {800, 40}});
   toolbar.title = "Tools";
   config.windows[0].ui = {toolbar, web};
   config.windows[0].title = "Doc";
   return config;
 }
 
+// Each test runs inside an autorelease pool of its own, as the agent's passes do.
 class AccessibilityTest : public ::testing::Test {
  protected:
-  AccessibilityTest() : agent(browser()), ax(agent.session().accessibility()) {}
+  AccessibilityTest()
+      : agent(browser()),
+        ax(agent.session().accessibility()),
+        pool(agent.session().threading().autoreleasePoolPush()) {}
+  ~AccessibilityTest() override { agent.session().threading().autoreleasePoolPop(pool); }
 
+  // The element at a Quartz point, handed back autoreleased as the agent's helpers do.
   AXUIElementRef at(float x, float y) {
+    AXUIElementRef system = ax.createSystemWide();
     AXUIElementRef e = nullptr;
-    EXPECT_EQ(ax.copyElementAtPosition(ax.createSystemWide(), x, y, &e), kAXErrorSuccess);
+    EXPECT_EQ(ax.copyElementAtPosition(system, x, y, &e), kAXErrorSuccess);
+    ax.release(system);
+    if (e) ax.autorelease(e);
     return e;
   }
 
   AgentSession agent;
   vsession::VirtualAccessibility& ax;
+  void* pool;
 };
 
-TEST_F(AccessibilityTest, ElementAtAPointIsTheDeepestInTheFrontWindowThere) {
-  EXPECT_EQ(VAutils::role(at(150, 210)), "AXStaticText");
-  EXPECT_EQ(VAutils::role(at(150, 400)), "AXScrollArea");
-  EXPECT_EQ(VAutils::role(at(890, 400)), "AXScrollBar");  // the area's rightmost 15 points
-  EXPECT_EQ(VAutils::role(at(150, 120)), "AXToolbar");
-  EXPECT_EQ(VAutils::role(at(1000, 300)), "AXWindow");  // Editor's window, no tree of its own
-  EXPECT_EQ(at(20, 20), nullptr);                       // the desktop
-  agent.session().world().windows[0].ignoresMouseEvents = true;
-  EXPECT_EQ(VAutils::role(at(750, 300)), "AXWindow");  // the point goes through to Editor
-  int32_t pid = 0;
-  ax.getPid(at(750, 300), &pid);
-  EXPECT_EQ(pid, 502);
+TEST_F(AccessibilityTest, EveryCopyIsANewObjectThatOnlyEqualityRecognises) {
+  AXUIElementRef text = at(150, 210);
+  AXUIElementRef again = at(150, 210);
+  EXPECT_NE(text, again);
+  EXPECT_TRUE(ax.equal(text, again));
+  EXPECT_EQ(ax.hash(text), ax.hash(again));
+  AXUIElementRef area = VAutils::parentOfUIElement(text);
+  EXPECT_FALSE(ax.equal(text, area));
+  std::vector<AXUIElementRef> children = VAutils::children(area).value();
+  EXPECT_EQ(std::find(children.begin(), children.end(), text), children.end())
+      << "a child is never the same object as an earlier copy";
+  EXPECT_EQ(std::count_if(children.begin(), children.end(),
+                          [&](AXUIElementRef c) { return ax.equal(c, text); }),
+            1);
+}
+
+TEST_F(AccessibilityTest, TheHelpersHandBackElementsThatTheirPoolReleases) {
+  size_t before = ax.liveElements();
+  void* inner = agent.session().threading().autoreleasePoolPush();
+  AXUIElementRef area = VAutils::parentOfUIElement(at(150, 210));
+  ASSERT_TRUE(VAutils::children(area));
+  ASSERT_TRUE(VAutils::verticalScrollBar(area));
+  EXPECT_GT(ax.liveElements(), before + 3);
+  agent.session().threading().autoreleasePoolPop(inner);
+  EXPECT_EQ(ax.liveElements(), before);
+}
+
+TEST_F(AccessibilityTest, APassAsksForEachAttributeOfAnElementOnce) {
+  AXUIElementRef text = at(150, 210);
+  uint64_t calls = ax.calls();
+  VAutils::role(text);
+  VAutils::role(at(150, 210));
+  EXPECT_EQ(ax.calls() - calls, 3u) << "outside a pass: two reads and the element query";
+
+  size_t before = ax.liveElements();
+  {
+    AXReadsOfOnePass pass;
+    calls = ax.calls();
+    VAutils::role(text);
+    VAutils::role(at(150, 210));  // another handle to the same element
+    VAutils::windowElementForElement(text);
+    VAutils::windowElementForElement(text);
+    EXPECT_EQ(ax.calls() - calls, 3u) << "the role once, the window once, the element query";
+  }
+  EXPECT_EQ(ax.liveElements(), before) << "the pass's copies go with it";
 }
 
 TEST_F(AccessibilityTest, ScrollBarsFollowTheContentOffset) {
@@ -74,11 +112,9 @@ TEST_F(AccessibilityTest, ScrollBarsFollowTheContentOffset) {
   EXPECT_TRUE(VAutils::isEnabled(vertical));
   EXPECT_FALSE(VAutils::isEnabled(horizontal));  // nothing to scroll sideways
   EXPECT_EQ(VAutils::rectForElement(vertical), (IRect{160, 885, 700, 900}));
-  area->offset = {0, 0};
-  EXPECT_FLOAT_EQ(VAutils::value(vertical), 0.0f);
-  area->offset = {0, 5000};
+  ax.node(area).offset = {0, 5000};
   EXPECT_FLOAT_EQ(VAutils::value(vertical), 1.0f);
-  EXPECT_EQ(VAutils::parentOfUIElement(vertical), area);
+  EXPECT_TRUE(ax.equal(VAutils::parentOfUIElement(vertical), area));
 }
 
 TEST_F(AccessibilityTest, HelpersReadRolesWindowsUrlsAndWebAreaParents) {
@@ -92,7 +128,6 @@ TEST_F(AccessibilityTest, HelpersReadRolesWindowsUrlsAndWebAreaParents) {
   AXUIElementRef web = VAutils::parentOfUIElement(VAutils::parentOfUIElement(text));
   EXPECT_EQ(VAutils::urlScheme(web), "https");
   EXPECT_EQ(VAutils::windowIdentifier(web), "content");
-  EXPECT_EQ(VAutils::children(web)->size(), 1u);
   auto names = VAutils::attributeNamesOfUIElement(web);
   ASSERT_TRUE(names);
   EXPECT_NE(std::find(names->begin(), names->end(), "AXURL"), names->end());
@@ -100,13 +135,14 @@ TEST_F(AccessibilityTest, HelpersReadRolesWindowsUrlsAndWebAreaParents) {
 }
 
 TEST_F(AccessibilityTest, IdentifiersThatAreNotTextAreReadOrLogged) {
-  AXUIElementRef window = VAutils::windowElementForElement(at(150, 210));
-  window->overrides["AXIdentifier"] = AXValue{42.0};
-  EXPECT_EQ(VAutils::windowIdentifier(window), "42");
-  window->overrides["AXIdentifier"] = AXValue{0.25};
-  EXPECT_EQ(VAutils::windowIdentifier(window), "0.25");
-  window->overrides["AXIdentifier"] = AXValue{CGSize{1, 2}};
-  EXPECT_EQ(VAutils::windowIdentifier(window), "Doc");
+  vsession::AXNode& window = ax.node(VAutils::windowElementForElement(at(150, 210)));
+  AXUIElementRef handle = VAutils::windowElementForElement(at(150, 210));
+  window.overrides["AXIdentifier"] = AXValue{42.0};
+  EXPECT_EQ(VAutils::windowIdentifier(handle), "42");
+  window.overrides["AXIdentifier"] = AXValue{0.25};
+  EXPECT_EQ(VAutils::windowIdentifier(handle), "0.25");
+  window.overrides["AXIdentifier"] = AXValue{CGSize{1, 2}};
+  EXPECT_EQ(VAutils::windowIdentifier(handle), "Doc");
   EXPECT_EQ(agent.session().logLines().back(), "Unknown window identifier type AXValue");
 }
 
@@ -124,25 +160,21 @@ TEST_F(AccessibilityTest, NullElementsAndErrorsGiveNothingAndNullMakesNoCall) {
   EXPECT_EQ(ax.calls(), calls);
 
   AXUIElementRef text = at(150, 210);
-  ax.failElement(text, kAXErrorCannotComplete);
-  EXPECT_FALSE(VAutils::role(text));
-  EXPECT_EQ(VAutils::role(at(150, 400)), "AXScrollArea");  // only that element fails
-  ax.failApplication(501, kAXErrorFailure);
-  AXUIElementRef hit = nullptr;
-  EXPECT_EQ(ax.copyElementAtPosition(ax.createSystemWide(), 150, 400, &hit), kAXErrorFailure);
-  EXPECT_EQ(hit, nullptr);
+  AXUIElementRef area = at(150, 400);
+  ax.failElement(ax.node(text), kAXErrorCannotComplete);
+  EXPECT_FALSE(VAutils::role(at(150, 210)));  // every handle to that element fails
+  EXPECT_EQ(VAutils::role(area), "AXScrollArea");
   ax.setTrusted(false);  // the permission is withdrawn: every call fails
-  EXPECT_FALSE(VAutils::role(ax.createApplication(502)));
-  EXPECT_FALSE(ax.isProcessTrustedWithOptions(false));
+  EXPECT_FALSE(VAutils::role(area));
 }
 
 TEST_F(AccessibilityTest, WebAreaSearchStopsAfterFortyTwoAncestors) {
   // A chain of groups under a web area: 41 groups between still finds it, 42 do not.
   for (int depth : {41, 42}) {
-    vsession::UiSpec leaf = ui("AXStaticText", {{110, 110}, {5, 5}});
-    vsession::UiSpec chain = leaf;
-    for (int i = 0; i < depth; ++i) chain = ui("AXGroup", {{100, 100}, {400, 400}}, {chain});
-    agent.session().world().windows[0].ui = {ui("AXWebArea", {{100, 100}, {400, 400}}, {chain})};
+    vsession::UiSpec chain = uiElement("AXStaticText", {{110, 110}, {5, 5}});
+    for (int i = 0; i < depth; ++i) chain = uiElement("AXGroup", {{100, 100}, {400, 400}}, {chain});
+    agent.session().world().windows[0].ui = {
+        uiElement("AXWebArea", {{100, 100}, {400, 400}}, {chain})};
     ax.rebuild();
     EXPECT_EQ(VAutils::hasWebAreaParent(at(111, 111)), depth == 41) << depth;
   }
@@ -150,9 +182,9 @@ TEST_F(AccessibilityTest, WebAreaSearchStopsAfterFortyTwoAncestors) {
 
 TEST_F(AccessibilityTest, RectsTruncateTowardZeroFromTheTruncatedCorner) {
   AXUIElementRef text = at(150, 210);
-  text->frame = {{-10.7, 20.9}, {100.6, 50.5}};
+  ax.node(text).frame = {{-10.7, 20.9}, {100.6, 50.5}};
   EXPECT_EQ(VAutils::rectForElement(text), (IRect{20, -10, 70, 90}));
-  text->overrides["AXPosition"] = AXValue{CGPoint{1e12, -1e12}};
+  ax.node(text).overrides["AXPosition"] = AXValue{CGPoint{1e12, -1e12}};
   IRect huge = VAutils::rectForElement(text);
   EXPECT_EQ(huge.left, std::numeric_limits<int32_t>::max());
   EXPECT_EQ(huge.top, std::numeric_limits<int32_t>::min());

@@ -19,13 +19,13 @@ using vsession::uiElement;
 using vsession::uiScrollArea;
 using vsession::UiSpec;
 
-constexpr double kH = 900;  // main screen height: Cocoa y = 900 - Quartz y
+constexpr int32_t kH = 900;  // main screen height: Cocoa y = 900 - Quartz y
 
 const CGRect kWindow{{100, 100}, {800, 600}};
 const CGRect kArea{{100, 140}, {800, 560}};
+const IRect kAreaCocoa{760, 100, 200, 900};
 
-// One application with one window, the cursor over it, and (when `bid` is given) settings
-// of its own so that the agent switches to them.
+// One application with one window, the cursor over it.
 vsession::SessionConfig oneWindow(std::vector<UiSpec> ui, const char* bundle = "com.example.reader",
                                   CGRect frame = kWindow, CGPoint cursor = {400, 400}) {
   vsession::SessionConfig config;
@@ -39,9 +39,12 @@ vsession::SessionConfig oneWindow(std::vector<UiSpec> ui, const char* bundle = "
   return config;
 }
 
-void giveOwnSettings(AgentSession& agent, const char* bundle) {
+// Settings of the application's own, so that the agent switches to them and knows its
+// bundle identifier.
+void giveOwnSettings(AgentSession& agent, const char* bundle,
+                     port::PlistDict settings = {{"hoverOn", 1}}) {
   sim::ScenarioPrefs prefs;
-  prefs.apps.push_back({bundle, std::nullopt, {{"hoverOn", 1}}});
+  prefs.apps.push_back({bundle, std::nullopt, std::move(settings)});
   sim::writeScenarioPrefs(prefs, agent.session());
 }
 
@@ -53,57 +56,105 @@ std::vector<bool> foundEntries(const Bars& b) {
   return {b.up.found != 0, b.down.found != 0, b.left.found != 0, b.right.found != 0};
 }
 
-AXUIElementRef elementAt(AgentSession& agent, double x, double y) {
+// The tree's node at a Quartz point.
+vsession::AXNode& nodeAt(AgentSession& agent, double x, double y) {
   auto& ax = agent.session().accessibility();
+  AXUIElementRef system = ax.createSystemWide();
   AXUIElementRef e = nullptr;
-  ax.copyElementAtPosition(ax.createSystemWide(), static_cast<float>(x), static_cast<float>(y), &e);
-  return e;
+  ax.copyElementAtPosition(system, static_cast<float>(x), static_cast<float>(y), &e);
+  vsession::AXNode& node = ax.node(e);
+  ax.release(e);
+  ax.release(system);
+  return node;
 }
 
-uint64_t callsOfOnePass(AgentSession& agent) {
+// One pass at the Cocoa point p, as the run timer makes it; the accessibility calls it made.
+uint64_t onePassAt(AgentSession& agent, CGPoint p) {
   uint64_t before = agent.session().accessibility().calls();
+  DiscoveryPass pass;
   IRect r;
-  VAux::updateBars_andWindowRect(&bgDelegate_statics().bars, &r);
+  if (VAux::updateAppUnderCursor_centered_wRect(p, false, &r) > 0) {
+    VAux::updateBars_andWindowRect(&bgDelegate_statics().bars, &r);
+  }
   return agent.session().accessibility().calls() - before;
+}
+
+uint64_t onePass(AgentSession& agent) {
+  return onePassAt(agent, platform().cocoa->mouseLocation());
 }
 
 TEST(DiscoveryTest, TheBarsValueDecidesWhichWaysTheAreaCanStillScroll) {
   struct Case {
+    bool vertical;
     double offset;
     std::vector<bool> found;
     float value;
   };
-  // 5000 px of content in 560 visible: 4440 px of travel.
-  for (const Case& c :
-       {Case{0, {false, true, false, false}, 0.0f}, Case{2220, {true, true, false, false}, 0.5f},
-        Case{4440, {true, false, false, false}, 1.0f}}) {
-    AgentSession agent(oneWindow({uiScrollArea(kArea, {800, 5000}, c.offset, {})}));
+  // 5000 px of content in 560 visible, 800 in 785 across: 4440 px and 15 px of travel.
+  for (const Case& c : {Case{true, 0, {false, true, false, false}, 0.0f},
+                        Case{true, 2220, {true, true, false, false}, 0.5f},
+                        Case{true, 4440, {true, false, false, false}, 1.0f},
+                        Case{false, 0, {false, false, false, true}, 0.0f},
+                        Case{false, 7.5, {false, false, true, true}, 0.5f},
+                        Case{false, 15, {false, false, true, false}, 1.0f}}) {
+    UiSpec area = uiScrollArea(kArea, {800, 5000}, c.vertical ? c.offset : 0, {});
+    area.verticalBar = c.vertical;
+    area.horizontalBar = !c.vertical;
+    area.content = c.vertical ? CGSize{800, 5000} : CGSize{815, 560};
+    area.offset.x = c.vertical ? 0 : c.offset;
+    AgentSession agent(oneWindow({area}));
     const Bars& b = handedOver();
-    EXPECT_EQ(foundEntries(b), c.found) << c.offset;
-    const Sbar& e = b.up.found ? b.up : b.down;
-    EXPECT_EQ(e.value, c.value);
-    // The area, in Cocoa coordinates: top is the larger y.
-    EXPECT_EQ(e.rect, (IRect{760, 100, 200, 900}));
-    if (b.up.found && b.down.found) {
-      EXPECT_EQ(b.up.rect, b.down.rect);
+    EXPECT_EQ(foundEntries(b), c.found) << c.vertical << " " << c.offset;
+    for (const Sbar* e : {&b.up, &b.down, &b.left, &b.right}) {
+      if (!e->found) continue;
+      EXPECT_EQ(e->value, c.value);
+      EXPECT_EQ(e->rect, kAreaCocoa);  // Cocoa coordinates: top is the larger y
     }
     EXPECT_EQ(b.windowNumber, 101u);
     EXPECT_FALSE(b.nonAXbars);
-    EXPECT_STREQ(b.windowIdentifier, "Long document");
+    EXPECT_STREQ(b.windowIdentifier.c_str(), "Long document");
   }
 }
 
-TEST(DiscoveryTest, ABarOnlyNarrowsItsAreaWhenItStartsAtOrBelowTheAreasTop) {
-  for (double barTop : {120.0, 200.0}) {
+TEST(DiscoveryTest, ABarNarrowsItsAreaAlongItsOwnAxisAndASquareBarIsHorizontal) {
+  struct Case {
+    CGRect bar;  // where the area's vertical bar claims to be
+    std::vector<bool> found;
+    IRect rect;
+  };
+  for (const Case& c : {
+           // Starting above the area's top leaves the whole area.
+           Case{{{885, 120}, {15, 580}}, {true, true, false, false}, kAreaCocoa},
+           // Starting below it, the zone starts where the bar does.
+           Case{{{885, 200}, {15, 300}}, {true, true, false, false}, {kH - 200, 100, 400, 900}},
+           // A square bar counts as horizontal: its extent limits left and right, always.
+           Case{{{300, 685}, {15, 15}}, {false, false, true, true}, {760, 300, 200, 315}},
+       }) {
     AgentSession agent(oneWindow({uiScrollArea(kArea, {800, 5000}, 2220, {})}), false);
-    AXUIElementRef bar = elementAt(agent, 890, 400);
-    ASSERT_EQ(bar->role, "AXScrollBar");
-    bar->overrides["AXPosition"] = AXValue{CGPoint{885, barTop}};
-    bar->overrides["AXSize"] = AXValue{CGSize{15, 700 - barTop}};
+    vsession::AXNode& bar = nodeAt(agent, 890, 400);
+    ASSERT_EQ(bar.role, "AXScrollBar");
+    bar.overrides["AXPosition"] = AXValue{c.bar.origin};
+    bar.overrides["AXSize"] = AXValue{c.bar.size};
     agent.startAgent();
-    int32_t top = barTop < 140 ? 760 : static_cast<int32_t>(kH - barTop);
-    EXPECT_EQ(handedOver().up.rect, (IRect{top, 100, 200, 900})) << barTop;
+    const Bars& b = handedOver();
+    EXPECT_EQ(foundEntries(b), c.found) << c.bar.origin.y;
+    const Sbar& e = b.up.found ? b.up : b.left;
+    EXPECT_EQ(e.rect, c.rect) << c.bar.origin.y;
+    EXPECT_EQ((b.up.found ? b.down : b.right).rect, c.rect);
   }
+}
+
+TEST(DiscoveryTest, AnAreaWithoutChildrenGetsMadeUpZonesOverTheWholeArea) {
+  UiSpec area = uiElement("AXScrollArea", kArea);
+  area.content = CGSize{800, 5000};
+  AgentSession agent(oneWindow({area}));
+  const Bars& b = handedOver();
+  EXPECT_EQ(foundEntries(b), (std::vector<bool>{true, true, false, false}));
+  EXPECT_EQ(b.up.rect, kAreaCocoa);
+  EXPECT_EQ(b.down.rect, kAreaCocoa);
+  EXPECT_EQ(b.up.value, kMadeUpBarValue);
+  EXPECT_FALSE(b.nonAXbars);  // the area is accessible: no passes are skipped
+  EXPECT_GT(onePass(agent), 0u);
 }
 
 TEST(DiscoveryTest, OverAMenuNothingIsFoundAndNothingMadeUp) {
@@ -135,8 +186,7 @@ TEST(DiscoveryTest, OfficeWindowsWithoutBarsGetZonesBelowTheirRibbonsAndFourSkip
     agent.startAgent();
     const Bars& b = handedOver();
     // The window is {100, 100, 700, 900} in accessibility terms, then flipped.
-    IRect want{static_cast<int32_t>(kH) - (100 + c.top), 100,
-               static_cast<int32_t>(kH) - (700 + c.bottom), 900};
+    IRect want{kH - (100 + c.top), 100, kH - (700 + c.bottom), 900};
     EXPECT_EQ(b.up.rect, want) << c.bundle;
     EXPECT_EQ(b.down.rect, want);
     EXPECT_EQ(b.up.value, kMadeUpBarValue);
@@ -145,11 +195,32 @@ TEST(DiscoveryTest, OfficeWindowsWithoutBarsGetZonesBelowTheirRibbonsAndFourSkip
     const auto& logs = agent.session().logLines();
     EXPECT_NE(std::find(logs.begin(), logs.end(), "role: AXWindow"), logs.end());
 
+    // A skipped pass only asks what is under the cursor.
     std::vector<uint64_t> calls;
-    for (int pass = 0; pass < 5; ++pass) calls.push_back(callsOfOnePass(agent));
-    EXPECT_EQ(std::count(calls.begin(), calls.begin() + 4, 0u), 4) << c.bundle;
-    EXPECT_GT(calls[4], 0u);
+    for (int pass = 0; pass < 5; ++pass) calls.push_back(onePass(agent));
+    EXPECT_EQ(std::vector<uint64_t>(calls.begin(), calls.begin() + 4),
+              std::vector<uint64_t>(4, calls[0]))
+        << c.bundle;
+    EXPECT_GT(calls[4], calls[0]);
   }
+}
+
+TEST(DiscoveryTest, AnotherWindowIsLookedAtAtOnceAndRestartsTheSkippedPasses) {
+  vsession::SessionConfig config = oneWindow({}, "com.microsoft.Excel");
+  config.windows.push_back({102, 501, {{1000, 100}, {400, 600}}, "Other", 0, false, {}});
+  AgentSession agent(config, false);
+  giveOwnSettings(agent, "com.microsoft.Excel");
+  agent.startAgent();
+  ASSERT_TRUE(handedOver().nonAXbars);
+  uint64_t skipped = onePass(agent);
+  CGPoint other{1200, kH - 400.0};
+  std::vector<uint64_t> calls;
+  for (int pass = 0; pass < 6; ++pass) calls.push_back(onePassAt(agent, other));
+  EXPECT_EQ(bgDelegate_statics().bars.windowNumber, 102u);
+  EXPECT_GT(calls[0], skipped);
+  EXPECT_EQ(std::vector<uint64_t>(calls.begin() + 1, calls.end() - 1),
+            std::vector<uint64_t>(4, calls[1]));
+  EXPECT_GT(calls[5], calls[1]);
 }
 
 TEST(DiscoveryTest, OnlyWindowsAtLeast200By80MayGetMadeUpBarsOutsideOffice) {
@@ -205,12 +276,12 @@ TEST(DiscoveryTest, TheWalkClimbsAtMost39LevelsAndStopsAtARoleItCannotRead) {
     AgentSession agent(oneWindow({chain(40)}));
     EXPECT_FALSE(handedOver().up.found);
     // A pass over this tree stays bounded.
-    EXPECT_LT(callsOfOnePass(agent), 2500u);
+    EXPECT_LT(onePass(agent), 2500u);
   }
   {
     AgentSession agent(oneWindow({chain(10)}), false);
-    AXUIElementRef deepest = elementAt(agent, 400, 400);
-    agent.session().accessibility().failElement(deepest->parent->parent, kAXErrorCannotComplete);
+    vsession::AXNode& deepest = nodeAt(agent, 400, 400);
+    agent.session().accessibility().failElement(*deepest.parent->parent, kAXErrorCannotComplete);
     agent.startAgent();
     EXPECT_FALSE(handedOver().up.found);
     EXPECT_EQ(agent.session().logLines(),
@@ -236,6 +307,80 @@ TEST(DiscoveryTest, SafarisReaderViewGetsZonesOverTheWholeArea) {
     EXPECT_EQ(b.up.value, reader ? kMadeUpBarValue : 1.0f);
     EXPECT_FALSE(b.nonAXbars);
   }
+}
+
+// The branch the walk came up from is not looked at again, however the element was copied.
+TEST(DiscoveryTest, AGroupsChildrenAreCheckedWithoutTheBranchTheWalkCameFrom) {
+  UiSpec area = uiScrollArea(kArea, {800, 5000}, 2220, {});
+  area.role = "AXGroup";  // a group that shows a scroll bar among its children
+  AgentSession agent(oneWindow({area}));
+  auto& ax = agent.session().accessibility();
+  DiscoveryPass pass;
+  VAux::updateAppUnderCursor({890, kH - 400.0});  // over the bar
+  AXUIElementRef bar = VAux_statics().cursorElement;
+  AXUIElementRef group = VAutils::parentOfUIElement(bar);
+  std::vector<AXUIElementRef> children = VAutils::children(group).value();
+  ASSERT_EQ(children.size(), 1u);
+  ASSERT_NE(children[0], bar);
+
+  for (bool skip : {true, false}) {
+    Bars b;
+    VAuxStatics& ux = VAux_statics();
+    ux.upSbar = &b.up;
+    ux.downSbar = &b.down;
+    ux.leftSbar = &b.left;
+    ux.rightSbar = &b.right;
+    checkChildrenOfElement_childToSkip(group, skip ? bar : nullptr);
+    EXPECT_EQ(foundEntries(b), (std::vector<bool>{!skip, !skip, false, false})) << skip;
+  }
+  EXPECT_TRUE(ax.equal(children[0], bar));
+}
+
+TEST(DiscoveryTest, APassAsksEachQuestionOnceAndLeavesNoElementBehind) {
+  // Text eight groups deep in a web page, below a toolbar: the walk reads many ancestors
+  // twice over (climbing, and searching for a web area above each group).
+  UiSpec inner = uiElement("AXStaticText", {{300, 400}, {500, 18}});
+  for (int level = 0; level < 8; ++level) {
+    inner = uiElement("AXGroup", {{200.0 - level, 300.0 - level}, {600.0, 300.0}},
+                      {inner, uiElement("AXLink", {{210, 330}, {100, 18}})});
+  }
+  UiSpec web = uiElement("AXWebArea", {{100, 140}, {785, 560}}, {inner});
+  AgentSession agent(oneWindow({uiElement("AXToolbar", {{100, 100}, {800, 40}}),
+                                uiScrollArea(kArea, {800, 5000}, 2220, {web})},
+                               "com.example.reader", kWindow, {400, 405}));
+  auto& ax = agent.session().accessibility();
+  EXPECT_TRUE(handedOver().up.found);
+  EXPECT_EQ(ax.liveElements(), 1u);  // the system-wide element the agent keeps
+
+  for (double y : {420.0, 500.0}) {
+    ax.startReadLog();
+    agent.input().moveTo({400, y});
+    agent.runUntil(agent.session().elapsed() + 1.5);
+    EXPECT_EQ(ax.repeatedReads(), 0u) << y;
+    EXPECT_EQ(ax.liveElements(), 1u) << y;
+  }
+}
+
+TEST(DiscoveryTest, ANewWindowIdentifierForgetsWhatWasFoundBefore) {
+  AgentSession agent(oneWindow({uiScrollArea(kArea, {800, 5000}, 2220, {})}));
+  const Bars& bars = bgDelegate_statics().bars;
+  onePass(agent);
+  EXPECT_TRUE(bars.up.wasFound);
+  Bars eventThreadCopy = handedOver();  // as the event thread holds it during one event
+
+  vsession::AXNode& window = *nodeAt(agent, 400, 400).window;
+  // A title longer than the record holds, with a two-byte character across its end.
+  std::string longTitle = std::string(254, 'a') + "\xC3\xA9" + "tail";
+  for (const std::string& title : {std::string("Another"), longTitle}) {
+    window.overrides["AXTitle"] = AXValue{title};
+    onePass(agent);
+    EXPECT_FALSE(bars.up.wasFound) << title;
+    EXPECT_TRUE(bars.up.found);
+    onePass(agent);
+    EXPECT_TRUE(bars.up.wasFound) << "the same identifier again: " << title;
+  }
+  EXPECT_EQ(std::string(bars.windowIdentifier.c_str()), std::string(254, 'a'));
+  EXPECT_STREQ(eventThreadCopy.windowIdentifier.c_str(), "Long document");
 }
 
 TEST(DiscoveryTest, OverTheDockTheWalkStopsAndTheGridFlagIsSet) {
@@ -269,6 +414,7 @@ TEST(DiscoveryTest, OverTheDockTheWalkStopsAndTheGridFlagIsSet) {
 TEST(DiscoveryTest, FailuresAtNewPointsAreCountedAndTheThirtyFirstGivesUp) {
   AgentSession agent;
   auto& ax = agent.session().accessibility();
+  DiscoveryPass pass;
   ax.failApplication(501, kAXErrorFailure);
   std::vector<int32_t> answers;
   for (int i = 0; i < 32; ++i) answers.push_back(VAux::updateAppUnderCursor({200.0 + i, 400}));
@@ -285,6 +431,21 @@ TEST(DiscoveryTest, FailuresAtNewPointsAreCountedAndTheThirtyFirstGivesUp) {
   EXPECT_EQ(VAux::updateAppUnderCursor({1400, 50}), -2);
 }
 
+TEST(DiscoveryTest, InAnApplicationWhereEverythingIsOffTheSameWindowCostsNoQuestion) {
+  for (bool allOff : {true, false}) {
+    AgentSession agent(testing_support::twoWindowConfig(), false);
+    port::PlistDict off = {{"wheelOn", 0}, {"padOn", 0},  {"hoverOn", 0}, {"autoScrollOn", 0},
+                           {"grabOn", 0},  {"keysOn", 0}, {"vectorOn", 0}};
+    if (!allOff) off.erase("keysOn");
+    giveOwnSettings(agent, "com.example.reader", off);
+    agent.startAgent();
+    DiscoveryPass pass;
+    uint64_t before = agent.session().accessibility().calls();
+    EXPECT_EQ(VAux::updateAppUnderCursor({300, kH - 300.0}), 501);
+    EXPECT_EQ(agent.session().accessibility().calls() == before, allOff) << allOff;
+  }
+}
+
 TEST(DiscoveryTest, TheCentredVariantAsksAtTheMiddleOfTheWindowUnderTheCursor) {
   vsession::SessionConfig config = testing_support::twoWindowConfig();
   // A small editor palette over the middle of the reader's window.
@@ -292,6 +453,7 @@ TEST(DiscoveryTest, TheCentredVariantAsksAtTheMiddleOfTheWindowUnderTheCursor) {
                         {301, 502, {{450, 350}, {100, 100}}, "Palette", 0, false, {}});
   config.windows[1].ui = {uiElement("AXGroup", {{100, 140}, {800, 560}})};
   AgentSession agent(config);
+  DiscoveryPass pass;
   IRect r;
   EXPECT_EQ(VAux::updateAppUnderCursor_centered_wRect({150, kH - 150}, false, &r), 501);
   EXPECT_EQ(VAux::updateAppUnderCursor_centered_wRect({150, kH - 150}, true, &r), 502);

@@ -1,7 +1,15 @@
 // The accessibility interface (AXUIElement): the system-wide element, the element at a
-// position, attribute values and names, and the process-trust test.
+// position, attribute values and names, element identity, and the process-trust test.
+//
+// Ownership follows Core Foundation's Create rule. Every element handed back by
+// createSystemWide, createApplication, copyElementAtPosition or copyAttributeValue (alone or
+// inside an array) is owned by the caller, who gives it up with release, or with
+// autorelease into the calling thread's innermost autorelease pool. Each copy is a new
+// object: two handles may stand for the same element, so elements are compared with equal
+// (CFEqual) and hashed with hash (CFHash), never by pointer.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -50,10 +58,13 @@ class Accessibility {
                                      AXValue* value) = 0;
   virtual AXError copyAttributeNames(AXUIElementRef element, std::vector<std::string>* names) = 0;
   virtual AXError getPid(AXUIElementRef element, int32_t* pid) = 0;
-  virtual void retain(AXUIElementRef element) = 0;
-  virtual void release(AXUIElementRef element) = 0;
-  virtual bool isProcessTrustedWithOptions(bool prompt) = 0;  // AXIsProcessTrustedWithOptions
-  virtual bool apiEnabled() = 0;                              // AXAPIEnabled, before 10.9
+  virtual void retain(AXUIElementRef element) = 0;             // CFRetain
+  virtual void release(AXUIElementRef element) = 0;            // CFRelease
+  virtual void autorelease(AXUIElementRef element) = 0;        // CFAutorelease
+  virtual bool equal(AXUIElementRef a, AXUIElementRef b) = 0;  // CFEqual; no round trip
+  virtual size_t hash(AXUIElementRef element) = 0;             // CFHash; no round trip
+  virtual bool isProcessTrustedWithOptions(bool prompt) = 0;   // AXIsProcessTrustedWithOptions
+  virtual bool apiEnabled() = 0;                               // AXAPIEnabled, before 10.9
 };
 
 }  // namespace port

@@ -2,12 +2,15 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
 #include <memory>
 
 namespace vsession {
 
 using namespace port;
-using Kind = AXUIElement::Kind;
+using Kind = AXNode::Kind;
 
 namespace {
 
@@ -16,23 +19,17 @@ bool contains(const CGRect& r, double x, double y) {
 }
 
 // The deepest element under the point; later children lie above earlier ones.
-AXUIElementRef deepestAt(AXUIElementRef element, double x, double y) {
+AXNode* deepestAt(AXNode* element, double x, double y) {
   for (auto child = element->children.rbegin(); child != element->children.rend(); ++child) {
     if (contains((*child)->frame, x, y)) return deepestAt(*child, x, y);
   }
   return element;
 }
 
-AXValue elements(const std::vector<AXUIElementRef>& list) {
-  auto array = std::make_shared<AXArray>();
-  for (AXUIElementRef e : list) array->push_back(AXValue{e});
-  return AXValue{array};
-}
-
 // How far a bar's area is scrolled, 0 at the start and 1 at the end, and whether there is
 // anything to scroll.
-double barValue(const AXUIElement& bar) {
-  const AXUIElement& area = *bar.area;
+double barValue(const AXNode& bar) {
+  const AXNode& area = *bar.area;
   double visible = bar.vertical ? area.frame.size.height : area.frame.size.width;
   double content = bar.vertical ? area.content->height : area.content->width;
   double offset = bar.vertical ? area.offset.y : area.offset.x;
@@ -40,8 +37,8 @@ double barValue(const AXUIElement& bar) {
   return std::clamp(offset / (content - visible), 0.0, 1.0);
 }
 
-bool barEnabled(const AXUIElement& bar) {
-  const AXUIElement& area = *bar.area;
+bool barEnabled(const AXNode& bar) {
+  const AXNode& area = *bar.area;
   double visible = bar.vertical ? area.frame.size.height : area.frame.size.width;
   double content = bar.vertical ? area.content->height : area.content->width;
   return bar.enabled && content > visible;
@@ -65,13 +62,17 @@ const char* const kAttributeNames[] = {"AXRole",
 
 }  // namespace
 
-AXUIElementRef VirtualAccessibility::add(AXUIElement element) {
-  return &nodes_.emplace_back(std::move(element));
+VirtualAccessibility::~VirtualAccessibility() {
+  for (AXUIElementRef e : live_) delete e;
 }
 
-AXUIElementRef VirtualAccessibility::addElement(UiSpec& described, AXUIElementRef parent,
-                                                AXUIElementRef window, int32_t pid, int& areas) {
-  AXUIElement e;
+AXNode* VirtualAccessibility::add(AXNode node) {
+  return &nodes_.emplace_back(std::move(node));
+}
+
+AXNode* VirtualAccessibility::addElement(UiSpec& described, AXNode* parent, AXNode* window,
+                                         int32_t pid, int& areas) {
+  AXNode e;
   e.kind = Kind::kElement;
   e.pid = pid;
   e.role = described.role;
@@ -88,14 +89,14 @@ AXUIElementRef VirtualAccessibility::addElement(UiSpec& described, AXUIElementRe
     e.described = &described;
     e.areaIndex = areas++;
   }
-  AXUIElementRef node = add(std::move(e));
+  AXNode* node = add(std::move(e));
   parent->children.push_back(node);
   for (UiSpec& child : described.children) addElement(child, node, window, pid, areas);
   if (described.content) {
     // The bars lie over the area's right and bottom edges, above its other children.
     const CGRect& f = described.frame;
     auto bar = [&](bool vertical) {
-      AXUIElement b;
+      AXNode b;
       b.kind = Kind::kScrollBar;
       b.pid = pid;
       b.role = "AXScrollBar";
@@ -107,7 +108,7 @@ AXUIElementRef VirtualAccessibility::addElement(UiSpec& described, AXUIElementRe
       b.window = window;
       b.area = node;
       b.vertical = vertical;
-      AXUIElementRef made = add(std::move(b));
+      AXNode* made = add(std::move(b));
       node->children.push_back(made);
       return made;
     };
@@ -118,12 +119,13 @@ AXUIElementRef VirtualAccessibility::addElement(UiSpec& described, AXUIElementRe
 }
 
 void VirtualAccessibility::rebuild() {
+  ++tree_;
   nodes_.clear();
   applications_.clear();
   windows_.clear();
   elementErrors_.clear();
   for (const VirtualApp& app : world_.apps) {
-    AXUIElement a;
+    AXNode a;
     a.kind = Kind::kApplication;
     a.pid = app.pid;
     a.role = "AXApplication";
@@ -134,20 +136,20 @@ void VirtualAccessibility::rebuild() {
     // A window of a process that is not a listed application (the agent's own overlays).
     auto owner = applications_.find(w.pid);
     if (owner == applications_.end()) {
-      AXUIElement a;
+      AXNode a;
       a.kind = Kind::kApplication;
       a.pid = w.pid;
       a.role = "AXApplication";
       owner = applications_.emplace(w.pid, add(std::move(a))).first;
     }
-    AXUIElement window;
+    AXNode window;
     window.kind = Kind::kWindow;
     window.pid = w.pid;
     window.role = "AXWindow";
     window.frame = w.frame;
     window.title = w.title;
     window.parent = owner->second;
-    AXUIElementRef node = add(std::move(window));
+    AXNode* node = add(std::move(window));
     node->window = node;
     owner->second->children.push_back(node);
     windows_[w.number] = node;
@@ -162,7 +164,7 @@ std::optional<ContentScroll> VirtualAccessibility::scrollContentAt(CGPoint p, do
     if (w.ignoresMouseEvents || !rectContains(w.frame, p)) continue;
     auto window = windows_.find(w.number);
     if (window == windows_.end()) return std::nullopt;
-    AXUIElementRef area = deepestAt(window->second, p.x, p.y);
+    AXNode* area = deepestAt(window->second, p.x, p.y);
     while (area && !area->content) area = area->parent;
     if (!area) return std::nullopt;
     auto moved = [](double offset, double delta, double content, double visible) {
@@ -180,17 +182,73 @@ std::optional<ContentScroll> VirtualAccessibility::scrollContentAt(CGPoint p, do
   return std::nullopt;
 }
 
+AXUIElementRef VirtualAccessibility::handle(AXNode* node) {
+  auto* made = new AXUIElement{node, node == &systemWide_ ? 0 : tree_, 1};
+  live_.insert(made);
+  return made;
+}
+
+AXNode* VirtualAccessibility::nodeOf(AXUIElementRef element) const {
+  if (!live_.count(element)) {
+    std::fprintf(stderr, "virtual session: an accessibility element was used after its release\n");
+    std::abort();
+  }
+  return element->node;
+}
+
+void VirtualAccessibility::retain(AXUIElementRef element) {
+  nodeOf(element);
+  ++element->references;
+}
+
+void VirtualAccessibility::release(AXUIElementRef element) {
+  nodeOf(element);
+  if (--element->references > 0) return;
+  live_.erase(element);
+  delete element;
+}
+
+void VirtualAccessibility::autorelease(AXUIElementRef element) {
+  nodeOf(element);
+  threading_.autorelease(
+      [](void* owner, void* object) {
+        static_cast<VirtualAccessibility*>(owner)->release(static_cast<AXUIElementRef>(object));
+      },
+      this, element);
+}
+
+bool VirtualAccessibility::equal(AXUIElementRef a, AXUIElementRef b) {
+  if (!a || !b) return a == b;
+  nodeOf(a);
+  nodeOf(b);
+  return a->node == b->node && a->tree == b->tree;
+}
+
+size_t VirtualAccessibility::hash(AXUIElementRef element) {
+  if (!element) return 0;
+  return std::hash<const AXNode*>()(nodeOf(element));
+}
+
+void VirtualAccessibility::releaseHandles(AXValue& value) {
+  if (auto* e = std::get_if<AXUIElementRef>(&value.value)) release(*e);
+  if (auto* list = std::get_if<std::shared_ptr<AXArray>>(&value.value)) {
+    for (AXValue& item : **list) releaseHandles(item);
+  }
+}
+
 AXUIElementRef VirtualAccessibility::createApplication(int32_t pid) {
   auto found = applications_.find(pid);
-  return found == applications_.end() ? nullptr : found->second;
+  return found == applications_.end() ? nullptr : handle(found->second);
 }
 
 AXError VirtualAccessibility::check(AXUIElementRef element) {
   ++calls_;
   if (!trusted_) return kAXErrorAPIDisabled;
   if (!element) return kAXErrorIllegalArgument;
-  if (auto e = elementErrors_.find(element); e != elementErrors_.end()) return e->second;
-  if (auto a = appErrors_.find(element->pid); a != appErrors_.end()) return a->second;
+  AXNode* node = nodeOf(element);
+  if (element->tree != 0 && element->tree != tree_) return kAXErrorInvalidUIElement;
+  if (auto e = elementErrors_.find(node); e != elementErrors_.end()) return e->second;
+  if (auto a = appErrors_.find(node->pid); a != appErrors_.end()) return a->second;
   return kAXErrorSuccess;
 }
 
@@ -198,34 +256,44 @@ AXError VirtualAccessibility::copyElementAtPosition(AXUIElementRef application, 
                                                     AXUIElementRef* element) {
   *element = nullptr;
   if (AXError error = check(application)) return error;
+  const AXNode* asked = application->node;
   for (const VirtualWindow& w : world_.windows) {
     if (w.ignoresMouseEvents || !contains(w.frame, x, y)) continue;
-    if (application->kind == Kind::kApplication && w.pid != application->pid) continue;
+    if (asked->kind == Kind::kApplication && w.pid != asked->pid) continue;
     auto node = windows_.find(w.number);
     if (node == windows_.end()) return kAXErrorCannotComplete;  // no tree for this window
     if (auto a = appErrors_.find(w.pid); a != appErrors_.end()) return a->second;
-    *element = deepestAt(node->second, x, y);
+    *element = handle(deepestAt(node->second, x, y));
     return kAXErrorSuccess;
   }
   return kAXErrorSuccess;  // the desktop: nothing the model describes
 }
 
-std::optional<AXValue> VirtualAccessibility::attribute(AXUIElementRef e,
-                                                       std::string_view name) const {
-  if (auto o = e->overrides.find(std::string(name)); o != e->overrides.end()) return o->second;
+std::optional<AXValue> VirtualAccessibility::attribute(AXNode* e, std::string_view name) {
+  auto element = [this](AXNode* node) { return AXValue{handle(node)}; };
+  auto elements = [this](const std::vector<AXNode*>& list) {
+    auto array = std::make_shared<AXArray>();
+    for (AXNode* node : list) array->push_back(AXValue{handle(node)});
+    return AXValue{array};
+  };
+  if (auto o = e->overrides.find(std::string(name)); o != e->overrides.end()) {
+    AXValue value = o->second;
+    if (auto* handed = std::get_if<AXUIElementRef>(&value.value)) value = element(nodeOf(*handed));
+    return value;
+  }
   if (name == "AXRole" && !e->role.empty()) return AXValue{e->role};
   if (e->kind == Kind::kSystemWide) return std::nullopt;
   if (name == "AXPosition" && e->kind != Kind::kApplication) return AXValue{e->frame.origin};
   if (name == "AXSize" && e->kind != Kind::kApplication) return AXValue{e->frame.size};
-  if (name == "AXParent" && e->parent) return AXValue{e->parent};
+  if (name == "AXParent" && e->parent) return element(e->parent);
   if (name == "AXChildren") return elements(e->children);
   if (name == "AXWindows" && e->kind == Kind::kApplication) return elements(e->children);
   if (name == "AXTitle" && !e->title.empty()) return AXValue{e->title};
   if (name == "AXIdentifier" && !e->identifier.empty()) return AXValue{e->identifier};
   if (name == "AXURL" && !e->url.empty()) return AXValue{AXURL{e->url}};
-  if (name == "AXWindow" && e->window && e->kind != Kind::kWindow) return AXValue{e->window};
-  if (name == "AXVerticalScrollBar" && e->verticalBar) return AXValue{e->verticalBar};
-  if (name == "AXHorizontalScrollBar" && e->horizontalBar) return AXValue{e->horizontalBar};
+  if (name == "AXWindow" && e->window && e->kind != Kind::kWindow) return element(e->window);
+  if (name == "AXVerticalScrollBar" && e->verticalBar) return element(e->verticalBar);
+  if (name == "AXHorizontalScrollBar" && e->horizontalBar) return element(e->horizontalBar);
   if (e->kind == Kind::kScrollBar) {
     if (name == "AXValue") return AXValue{barValue(*e)};
     if (name == "AXEnabled") return AXValue{barEnabled(*e)};
@@ -241,7 +309,8 @@ std::optional<AXValue> VirtualAccessibility::attribute(AXUIElementRef e,
 AXError VirtualAccessibility::copyAttributeValue(AXUIElementRef element, std::string_view name,
                                                  AXValue* value) {
   if (AXError error = check(element)) return error;
-  std::optional<AXValue> found = attribute(element, name);
+  if (logReads_ && !reads_.emplace(element->node, std::string(name)).second) ++repeatedReads_;
+  std::optional<AXValue> found = attribute(element->node, name);
   if (!found) return kAXErrorNoValue;
   *value = std::move(*found);
   return kAXErrorSuccess;
@@ -252,15 +321,18 @@ AXError VirtualAccessibility::copyAttributeNames(AXUIElementRef element,
   if (AXError error = check(element)) return error;
   names->clear();
   for (const char* name : kAttributeNames) {
-    if (attribute(element, name)) names->push_back(name);
+    std::optional<AXValue> value = attribute(element->node, name);
+    if (!value) continue;
+    releaseHandles(*value);
+    names->push_back(name);
   }
   return kAXErrorSuccess;
 }
 
 AXError VirtualAccessibility::getPid(AXUIElementRef element, int32_t* pid) {
   if (AXError error = check(element)) return error;
-  if (element->kind == Kind::kSystemWide) return kAXErrorIllegalArgument;
-  *pid = element->pid;
+  if (element->node->kind == Kind::kSystemWide) return kAXErrorIllegalArgument;
+  *pid = element->node->pid;
   return kAXErrorSuccess;
 }
 

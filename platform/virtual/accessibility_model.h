@@ -1,44 +1,67 @@
 // The accessibility interface of the virtual session: a tree per application (application,
 // windows, and the elements the scenario describes), the system-wide element, the element at
 // a position, the permission, and errors a test can inject per application or per element.
+//
+// As on macOS, every element the interface hands out is a new object owned by the caller: a
+// handle to a node of the tree, released by the caller or by the autorelease pool it was
+// given to. Handles to one node are equal but never the same pointer, and the session
+// counts the handles alive, so a leak or a comparison by pointer shows.
 #pragma once
 
 #include <deque>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
+#include <unordered_set>
+#include <utility>
 #include <vector>
 
 #include "platform/api/accessibility.h"
+#include "threading.h"
 #include "world.h"
 
-namespace port {
+namespace vsession {
 
-struct AXUIElement {
+// One element of an application's user interface.
+struct AXNode {
   enum class Kind { kSystemWide, kApplication, kWindow, kElement, kScrollBar };
   Kind kind = Kind::kElement;
   int32_t pid = 0;
   std::string role;
-  CGRect frame;  // Quartz global coordinates
+  port::CGRect frame;  // Quartz global coordinates
   std::string title;
   std::string identifier;
   std::string url;
   bool enabled = true;
-  AXUIElement* parent = nullptr;
-  AXUIElement* window = nullptr;
-  std::vector<AXUIElement*> children;
+  AXNode* parent = nullptr;
+  AXNode* window = nullptr;
+  std::vector<AXNode*> children;
   // A scroll area: its content and offset (kept in step with the world's description, so
   // a rebuild keeps what was scrolled), its place among the window's areas, and its bars.
-  std::optional<CGSize> content;
-  CGPoint offset;
-  vsession::UiSpec* described = nullptr;
+  std::optional<port::CGSize> content;
+  port::CGPoint offset;
+  UiSpec* described = nullptr;
   int areaIndex = -1;
-  AXUIElement* verticalBar = nullptr;
-  AXUIElement* horizontalBar = nullptr;
+  AXNode* verticalBar = nullptr;
+  AXNode* horizontalBar = nullptr;
   // A scroll bar: the area it scrolls and its direction.
-  AXUIElement* area = nullptr;
+  AXNode* area = nullptr;
   bool vertical = true;
-  std::map<std::string, AXValue> overrides;  // attribute values a test put in place
+  std::map<std::string, port::AXValue> overrides;  // attribute values a test put in place
+};
+
+}  // namespace vsession
+
+namespace port {
+
+// A handle the interface handed out: the node it stands for, the tree that node belongs to
+// (a rebuild makes older handles invalid, as a closed window's elements are), and its
+// reference count.
+struct AXUIElement {
+  vsession::AXNode* node = nullptr;
+  uint64_t tree = 0;
+  int32_t references = 1;
 };
 
 }  // namespace port
@@ -57,23 +80,38 @@ struct ContentScroll {
 
 class VirtualAccessibility final : public port::Accessibility {
  public:
-  explicit VirtualAccessibility(World& world) : world_(world) {}
+  VirtualAccessibility(World& world, Threading& threading) : world_(world), threading_(threading) {}
+  ~VirtualAccessibility() override;
 
-  // (Re)builds every application's tree from the world's windows.
+  // (Re)builds every application's tree from the world's windows. Handles to the old trees
+  // stay alive but answer kAXErrorInvalidUIElement.
   void rebuild();
   void setTrusted(bool trusted) { trusted_ = trusted; }
   bool trusted() const { return trusted_; }
   void failApplication(int32_t pid, port::AXError error) { appErrors_[pid] = error; }
-  void failElement(port::AXUIElementRef element, port::AXError error) {
-    elementErrors_[element] = error;
-  }
+  void failElement(const AXNode& element, port::AXError error) { elementErrors_[&element] = error; }
+  // The node a live handle stands for, for tests that reach into the tree.
+  AXNode& node(port::AXUIElementRef element) { return *nodeOf(element); }
+
+  // Calls made into the interface (each one a round trip on a real system), and the
+  // handles alive now.
   uint64_t calls() const { return calls_; }
+  size_t liveElements() const { return live_.size(); }
+  // From startReadLog on: how many attribute reads asked a node for an attribute it had
+  // already been asked for.
+  void startReadLog() {
+    reads_.clear();
+    repeatedReads_ = 0;
+    logReads_ = true;
+  }
+  uint64_t repeatedReads() const { return repeatedReads_; }
+
   // The application under `p` scrolls the area there by a wheel event's pixel deltas
   // (positive: toward the start), clamped at the content's edges. Nothing when no area
   // is there or it is already at that edge.
   std::optional<ContentScroll> scrollContentAt(port::CGPoint p, double pixelsX, double pixelsY);
 
-  port::AXUIElementRef createSystemWide() override { return &systemWide_; }
+  port::AXUIElementRef createSystemWide() override { return handle(&systemWide_); }
   port::AXUIElementRef createApplication(int32_t pid) override;
   port::AXError copyElementAtPosition(port::AXUIElementRef application, float x, float y,
                                       port::AXUIElementRef* element) override;
@@ -82,34 +120,46 @@ class VirtualAccessibility final : public port::Accessibility {
   port::AXError copyAttributeNames(port::AXUIElementRef element,
                                    std::vector<std::string>* names) override;
   port::AXError getPid(port::AXUIElementRef element, int32_t* pid) override;
-  void retain(port::AXUIElementRef) override {}
-  void release(port::AXUIElementRef) override {}
+  void retain(port::AXUIElementRef element) override;
+  void release(port::AXUIElementRef element) override;
+  void autorelease(port::AXUIElementRef element) override;
+  bool equal(port::AXUIElementRef a, port::AXUIElementRef b) override;
+  size_t hash(port::AXUIElementRef element) override;
   bool isProcessTrustedWithOptions(bool) override { return trusted_; }
   bool apiEnabled() override { return trusted_; }
 
  private:
-  port::AXUIElementRef add(port::AXUIElement element);
-  port::AXUIElementRef addElement(UiSpec& described, port::AXUIElementRef parent,
-                                  port::AXUIElementRef window, int32_t pid, int& areas);
+  AXNode* add(AXNode node);
+  AXNode* addElement(UiSpec& described, AXNode* parent, AXNode* window, int32_t pid, int& areas);
+  port::AXUIElementRef handle(AXNode* node);
+  // The handle's node; a handle that was released is the caller's bug and ends the run.
+  AXNode* nodeOf(port::AXUIElementRef element) const;
   port::AXError check(port::AXUIElementRef element);
-  std::optional<port::AXValue> attribute(port::AXUIElementRef e, std::string_view name) const;
-
-  static port::AXUIElement systemWideElement() {
-    port::AXUIElement e;
-    e.kind = port::AXUIElement::Kind::kSystemWide;
+  // The attribute as the application would answer it, with a new handle for every element.
+  std::optional<port::AXValue> attribute(AXNode* e, std::string_view name);
+  void releaseHandles(port::AXValue& value);
+  static AXNode systemWideNode() {
+    AXNode e;
+    e.kind = AXNode::Kind::kSystemWide;
     e.role = "AXSystemWide";
     return e;
   }
 
   World& world_;
+  Threading& threading_;
   bool trusted_ = true;
   uint64_t calls_ = 0;
-  port::AXUIElement systemWide_ = systemWideElement();
-  std::deque<port::AXUIElement> nodes_;
-  std::map<int32_t, port::AXUIElementRef> applications_;
-  std::map<int64_t, port::AXUIElementRef> windows_;
+  uint64_t tree_ = 0;
+  AXNode systemWide_ = systemWideNode();
+  std::deque<AXNode> nodes_;
+  std::map<int32_t, AXNode*> applications_;
+  std::map<int64_t, AXNode*> windows_;
   std::map<int32_t, port::AXError> appErrors_;
-  std::map<port::AXUIElementRef, port::AXError> elementErrors_;
+  std::map<const AXNode*, port::AXError> elementErrors_;
+  std::unordered_set<port::AXUIElementRef> live_;
+  std::set<std::pair<const AXNode*, std::string>> reads_;
+  uint64_t repeatedReads_ = 0;
+  bool logReads_ = false;
 };
 
 }  // namespace vsession

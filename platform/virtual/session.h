@@ -138,7 +138,7 @@ class VirtualSession {
   VirtualWorkspace workspace_{world_, agentProcess()};
   VirtualWindowServer windowServer_{world_, trace_, scheduler_};
   VirtualPower power_;
-  VirtualAccessibility accessibility_{world_};
+  VirtualAccessibility accessibility_{world_, threading_};
   VirtualNotifications notifications_{scheduler_};
   VirtualMessagePorts messagePorts_;
   VirtualURLEvents urlEvents_{scheduler_};

@@ -12,6 +12,8 @@ using namespace port;
 Threading::Threading(Scheduler& scheduler, const Faults& faults)
     : scheduler_(scheduler), faults_(faults) {
   loopFor(Scheduler::kMainLane)->running = true;  // NSApplication runs the main loop
+  // Every tapped event pushes a pool: pushing must not touch the heap.
+  poolStarts_.reserve(64);
 }
 
 RunLoop* Threading::loopFor(LaneId lane) {
@@ -172,16 +174,33 @@ void Threading::unlock(NSLockRef lock) {
 
 void* Threading::autoreleasePoolPush() {
   ++poolDepth_;
+  poolStarts_.push_back(autoreleased_.size());
   return reinterpret_cast<void*>(static_cast<uintptr_t>(poolDepth_));
 }
 
-// Pools nest strictly: popping any but the innermost is a crash on the real system.
+// Pools nest strictly: popping any but the innermost is a crash on the real system. The
+// pool's objects are released newest first.
 void Threading::autoreleasePoolPop(void* pool) {
   if (reinterpret_cast<uintptr_t>(pool) != static_cast<uintptr_t>(poolDepth_)) {
     std::fprintf(stderr, "virtual session: autorelease pools popped out of order\n");
     std::abort();
   }
   --poolDepth_;
+  size_t start = poolStarts_.back();
+  poolStarts_.pop_back();
+  while (autoreleased_.size() > start) {
+    Autoreleased last = autoreleased_.back();
+    autoreleased_.pop_back();
+    last.release(last.owner, last.object);
+  }
+}
+
+void Threading::autorelease(void (*release)(void*, void*), void* owner, void* object) {
+  if (poolStarts_.empty()) {
+    std::fprintf(stderr, "virtual session: an object was autoreleased with no pool in place\n");
+    std::abort();
+  }
+  autoreleased_.push_back({release, owner, object});
 }
 
 }  // namespace vsession

@@ -97,6 +97,11 @@ class Threading final : public port::Clock,
   void* autoreleasePoolPush() override;
   void autoreleasePoolPop(void* pool) override;
 
+  // CFAutorelease's half in the pools: `release(owner, object)` runs when the innermost pool
+  // in place is popped. With no pool in place the object would leak on a real system; here
+  // that is a crash, so the agent's mistake cannot go unseen.
+  void autorelease(void (*release)(void* owner, void* object), void* owner, void* object);
+
   port::RunLoop* loopFor(LaneId lane);
   // The run loop of `lane` finished a pass: run the blocks queued for it.
   void drainBlocks(LaneId lane);
@@ -116,6 +121,13 @@ class Threading final : public port::Clock,
   std::deque<port::DispatchQueue> queues_;
   std::deque<port::Lock> locks_;
   std::vector<port::Block> draining_;
+  struct Autoreleased {
+    void (*release)(void*, void*);
+    void* owner;
+    void* object;
+  };
+  std::vector<Autoreleased> autoreleased_;
+  std::vector<size_t> poolStarts_;  // where each pool's objects begin in autoreleased_
   int poolDepth_ = 0;
 };
 
