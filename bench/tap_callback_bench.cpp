@@ -91,7 +91,7 @@ BENCHMARK(BM_WheelOwnEventPassing);
 // Coasting off, no multiplier, no reversal: the tick passes as it came.
 void BM_WheelUnshapedPassing(benchmark::State& state) {
   WheelSettings settings;
-  prefs_bgprefs()->wheelCoastVOn = 0;
+  prefs_bgprefs()->wheel.wheelCoastVOn = 0;
   vsession::EventSystem& events = agent().session.events();
   CGEventRef wheel = events.createScrollWheelEvent2(nullptr, kCGScrollEventUnitLine, 1, -1, 0, 0);
   passEvent(state, wheel);
@@ -103,10 +103,10 @@ BENCHMARK(BM_WheelUnshapedPassing);
 void BM_WheelShapedRewritten(benchmark::State& state) {
   WheelSettings settings;
   PrefsRecord& prefs = *prefs_bgprefs();
-  prefs.wheelCoastVOn = 0;
-  prefs.wheelReverseY = 1;
-  prefs.wheelSpeedOn = 1;
-  prefs.wheelSpeed = 300;
+  prefs.wheel.wheelCoastVOn = 0;
+  prefs.wheel.wheelReverseY = 1;
+  prefs.wheel.wheelSpeedOn = 1;
+  prefs.wheel.wheelSpeed = 300;
   vsession::EventSystem& events = agent().session.events();
   CGEventRef wheel = events.createScrollWheelEvent2(nullptr, kCGScrollEventUnitLine, 1, -1, 0, 0);
   timeEvents(state, [&] {

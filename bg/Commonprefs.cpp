@@ -1,10 +1,12 @@
 #include "Commonprefs.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <vector>
 
 #include "VAstate.h"
+#include "VAutils.h"
 #include "platform/api/platform.h"
 
 using namespace port;
@@ -13,27 +15,14 @@ namespace {
 
 uint32_t sSysvers = 0;
 
-// NSNumber's integer view of a stored number: doubles truncate toward zero, booleans are
-// 0 or 1. Anything else is not a number.
-std::optional<int64_t> integerOf(const PlistValue& v) {
-  if (auto* i = std::get_if<int64_t>(&v.value)) return *i;
-  if (auto* b = std::get_if<bool>(&v.value)) return *b ? 1 : 0;
-  if (auto* d = std::get_if<double>(&v.value)) {
-    if (!std::isfinite(*d)) return 0;
-    constexpr double kLimit = 9.2e18;
-    return static_cast<int64_t>(std::trunc(std::fmax(-kLimit, std::fmin(kLimit, *d))));
-  }
-  return std::nullopt;
-}
-
 std::optional<double> doubleOf(const PlistValue& v) {
   if (auto* d = std::get_if<double>(&v.value)) return *d;
-  if (auto n = integerOf(v)) return static_cast<double>(*n);
+  if (auto n = prefs_integerValue(v)) return static_cast<double>(*n);
   return std::nullopt;
 }
 
 // Reads one settings dictionary the way the record wants each kind of field. A value that
-// is not a number counts as missing and is remembered, so the fill can say so once.
+// is not a number counts as missing.
 class SettingsReader {
  public:
   explicit SettingsReader(const PlistDict& settings) : settings_(settings) {}
@@ -41,9 +30,7 @@ class SettingsReader {
   std::optional<int64_t> number(const char* key) {
     auto found = settings_.find(key);
     if (found == settings_.end()) return std::nullopt;
-    std::optional<int64_t> n = integerOf(found->second);
-    if (!n) ignored_.push_back(key);
-    return n;
+    return prefs_integerValue(found->second);
   }
   // Flags are read as unsigned 16-bit numbers; anything non-zero is on.
   uint8_t flag(const char* key, uint8_t byDefault) {
@@ -66,16 +53,17 @@ class SettingsReader {
     auto n = number(key);
     return n ? static_cast<uint32_t>(*n) : byDefault;
   }
-  // Modifier indexes are read with an integer read.
-  uint16_t modifier(const char* key, uint16_t byDefault) {
+  // An integer read, as modifier indexes and the vector speed are read.
+  int32_t integer(const char* key, int32_t byDefault) {
     auto n = number(key);
-    return n ? static_cast<uint16_t>(static_cast<int32_t>(*n)) : byDefault;
+    return n ? static_cast<int32_t>(*n) : byDefault;
   }
-  const std::vector<std::string>& ignored() const { return ignored_; }
+  uint16_t modifier(const char* key, uint16_t byDefault) {
+    return static_cast<uint16_t>(integer(key, byDefault));
+  }
 
  private:
   const PlistDict& settings_;
-  std::vector<std::string> ignored_;
 };
 
 std::optional<PlistDict> archivedSettings(const PlistValue& element) {
@@ -89,10 +77,6 @@ std::optional<PlistDict> archivedSettings(const PlistValue& element) {
   return *settings->dict();
 }
 
-void logLine(const std::string& message) {
-  platform().systemLog->log(message);
-}
-
 uint8_t bcd(int v) {
   return static_cast<uint8_t>(v >= 10 ? (v / 10) * 16 + v % 10 : v);
 }
@@ -103,10 +87,21 @@ void Commonprefs_reset() {
   sSysvers = 0;
 }
 
+std::optional<int64_t> prefs_integerValue(const PlistValue& v) {
+  if (auto* i = std::get_if<int64_t>(&v.value)) return *i;
+  if (auto* b = std::get_if<bool>(&v.value)) return *b ? 1 : 0;
+  if (auto* d = std::get_if<double>(&v.value)) {
+    if (!std::isfinite(*d)) return 0;
+    constexpr double kLimit = 9.2e18;
+    return static_cast<int64_t>(std::trunc(std::fmax(-kLimit, std::fmin(kLimit, *d))));
+  }
+  return std::nullopt;
+}
+
 int getIntValueFromPrefs_key_defaultVal(const std::string& key, int defaultValue) {
   std::optional<PlistValue> value = platform().preferences->copyAppValue(key, kPrefsDomain);
   if (!value) return defaultValue;
-  std::optional<int64_t> n = integerOf(*value);
+  std::optional<int64_t> n = prefs_integerValue(*value);
   return n ? static_cast<int>(static_cast<uint32_t>(*n)) : defaultValue;
 }
 
@@ -135,11 +130,8 @@ PlistDict getPrefsDict_settingsTarget_inAppList(int32_t target, const PlistArray
     if (auto settings = archivedSettings(appList[index])) return *settings;
   }
   if (index != 0 && !appList.empty()) {
-    logLine("Settings of application entry " + std::to_string(index) +
-            " cannot be read; using the settings for all applications");
     if (auto settings = archivedSettings(appList[0])) return *settings;
   }
-  logLine("Settings for all applications cannot be read; using the defaults");
   return {};
 }
 
@@ -150,36 +142,36 @@ void switch_prefs_toSettingsTarget_inAppList(PrefsRecord* r, int32_t target,
   const bool off = state_forceOff();
   const bool offOrNoAX = off || state_AXdisabled();
 
-#define VARSEL_FILL_DEVICE(dev, coastVDefault, nudgeField, nudgeDefault)  \
-  r->dev##On = off ? 0 : in.flag(#dev "On", 1);                           \
-  r->dev##ActiveHere = 1;                                                 \
-  r->dev##DisWCapsLock = in.flag(#dev "DisWCapsLock", 0);                 \
-  r->dev##DisWCommand = in.flag(#dev "DisWCommand", 0);                   \
-  r->dev##DisWShift = in.flag(#dev "DisWShift", 0);                       \
-  r->dev##DisWControl = in.flag(#dev "DisWControl", 0);                   \
-  r->dev##DisWOption = in.flag(#dev "DisWOption", 0);                     \
-  r->dev##SpeedOn = in.flag(#dev "SpeedOn", 0);                           \
-  r->dev##Speed = in.u16AtMost(#dev "Speed", 200, 1000);                  \
-  r->dev##SpeedSlower = in.flag(#dev "SpeedSlower", 0);                   \
-  r->dev##SpeedXOn = in.flag(#dev "SpeedXOn", 0);                         \
-  r->dev##SpeedX = in.u16AtMost(#dev "SpeedX", 200, 1000);                \
-  r->dev##SpeedSlowerX = in.flag(#dev "SpeedSlowerX", 0);                 \
-  r->dev##ModSpeedOn = in.flag(#dev "ModSpeedOn", 1);                     \
-  r->dev##ModSpeed = in.u16(#dev "ModSpeed", 4);                          \
-  r->dev##Mod = in.modifier(#dev "Mod", 3);                               \
-  r->dev##ModSpeedXOn = in.flag(#dev "ModSpeedXOn", 1);                   \
-  r->dev##ReverseX = in.flag(#dev "ReverseX", 0);                         \
-  r->dev##ReverseY = in.flag(#dev "ReverseY", 0);                         \
-  r->dev##ReverseOnlyWithModOn = in.flag(#dev "ReverseOnlyWithModOn", 0); \
-  r->dev##ReverseMod = in.modifier(#dev "ReverseMod", 2);                 \
-  r->dev##CoastVOn = in.flag(#dev "CoastVOn", coastVDefault);             \
-  r->dev##CoastHOn = r->dev##CoastVOn;                                    \
-  r->dev##CoastFactor = in.u16(#dev "CoastFactor", 960);                  \
-  r->nudgeField = in.flag(#nudgeField, nudgeDefault);
+#define VARSEL_FILL_DEVICE(dev, coastVDefault, nudgeField, nudgeDefault)      \
+  r->dev.dev##On = off ? 0 : in.flag(#dev "On", 1);                           \
+  r->dev.dev##ActiveHere = 1;                                                 \
+  r->dev.dev##DisWCapsLock = in.flag(#dev "DisWCapsLock", 0);                 \
+  r->dev.dev##DisWCommand = in.flag(#dev "DisWCommand", 0);                   \
+  r->dev.dev##DisWShift = in.flag(#dev "DisWShift", 0);                       \
+  r->dev.dev##DisWControl = in.flag(#dev "DisWControl", 0);                   \
+  r->dev.dev##DisWOption = in.flag(#dev "DisWOption", 0);                     \
+  r->dev.dev##SpeedOn = in.flag(#dev "SpeedOn", 0);                           \
+  r->dev.dev##Speed = in.u16AtMost(#dev "Speed", 200, 1000);                  \
+  r->dev.dev##SpeedSlower = in.flag(#dev "SpeedSlower", 0);                   \
+  r->dev.dev##SpeedXOn = in.flag(#dev "SpeedXOn", 0);                         \
+  r->dev.dev##SpeedX = in.u16AtMost(#dev "SpeedX", 200, 1000);                \
+  r->dev.dev##SpeedSlowerX = in.flag(#dev "SpeedSlowerX", 0);                 \
+  r->dev.dev##ModSpeedOn = in.flag(#dev "ModSpeedOn", 1);                     \
+  r->dev.dev##ModSpeed = in.u16(#dev "ModSpeed", 4);                          \
+  r->dev.dev##Mod = in.modifier(#dev "Mod", 3);                               \
+  r->dev.dev##ModSpeedXOn = in.flag(#dev "ModSpeedXOn", 1);                   \
+  r->dev.dev##ReverseX = in.flag(#dev "ReverseX", 0);                         \
+  r->dev.dev##ReverseY = in.flag(#dev "ReverseY", 0);                         \
+  r->dev.dev##ReverseOnlyWithModOn = in.flag(#dev "ReverseOnlyWithModOn", 0); \
+  r->dev.dev##ReverseMod = in.modifier(#dev "ReverseMod", 2);                 \
+  r->dev.dev##CoastVOn = in.flag(#dev "CoastVOn", coastVDefault);             \
+  r->dev.dev##CoastHOn = r->dev.dev##CoastVOn;                                \
+  r->dev.dev##CoastFactor = in.u16(#dev "CoastFactor", 960);                  \
+  r->dev.nudgeField = in.flag(#nudgeField, nudgeDefault);
 
   VARSEL_FILL_DEVICE(wheel, 1, wheelNudgeCursorToStop, 0)
   // Only the wheel's factor has a floor: a weak wheel coast would stop at once.
-  if (r->wheelCoastFactor < 897) r->wheelCoastFactor = 800;
+  if (r->wheel.wheelCoastFactor < 897) r->wheel.wheelCoastFactor = 800;
   r->wheelSingleTickSpeed = in.u16AtMost("wheelSingleTickSpeed", 200, 1000);
   VARSEL_FILL_DEVICE(pad, 0, padLiftFingersToCoast, 1)
 #undef VARSEL_FILL_DEVICE
@@ -275,24 +267,19 @@ void switch_prefs_toSettingsTarget_inAppList(PrefsRecord* r, int32_t target,
   r->vectorReverseYOn = in.flag("vectorReverseYOn", 0);
   r->vectorUseGray = in.flag("vectorUseGray", 0);
   r->vectorMaxRadius = in.u16("vectorMaxRadius", 150);
-  // Values up to 99 are the old scale; the field holds the speed above 100, never 0.
-  uint16_t v = in.u16("vectorVspeed", 400);
+  // Values up to 99, negative ones included, are the old scale, taken modulo 256; the field
+  // holds the speed above 100, never 0.
+  int32_t v = in.integer("vectorVspeed", 400);
   if (v <= 99) {
-    v = static_cast<uint16_t>((v % 256) / 12 + 100);
+    v = (v & 0xFF) / 12 + 100;
   } else if (v > 700) {
     v = 400;
   }
-  r->vectorVspeed = v - 100 == 0 ? 1 : static_cast<uint16_t>(v - 100);
+  r->vectorVspeed = v == 100 ? 1 : static_cast<uint16_t>(v - 100);
   r->vectorVspeedScaled =
       static_cast<uint16_t>(static_cast<float>(r->vectorVspeed) * 30.0f / 600.0f);
   r->vectorHotKeyMods = in.u32("vectorHotKeyMods", 0x800000);
   r->vectorHotKeyChar = in.u32("vectorHotKeyChar", 0);
-
-  if (!in.ignored().empty()) {
-    std::string keys;
-    for (const std::string& key : in.ignored()) keys += (keys.empty() ? "" : ", ") + key;
-    logLine("Settings that are not numbers were ignored: " + keys);
-  }
 }
 
 void convertPrefsInApplist(PlistArray& appList) {
@@ -309,11 +296,15 @@ void convertPrefsInApplist(PlistArray& appList) {
       if (found == settings->end()) continue;
       std::optional<double> old = doubleOf(found->second);
       if (!old) continue;
-      // New scale: speedFromPrefsVal(new) is about the old linear multiplier v / 100.
-      float v = static_cast<float>(*old);
+      // New scale: speedFromPrefsVal(new) is about the old linear multiplier v / 100. A
+      // stored value beyond what single precision holds is taken as its largest, and a
+      // result beyond 32 bits converts as the processor does (the most negative integer,
+      // whose low 16 bits are 0), as does the square root of a negative number.
+      constexpr double kFloatMax = std::numeric_limits<float>::max();
+      float v =
+          static_cast<float>(std::isnan(*old) ? *old : std::clamp(*old, -kFloatMax, kFloatMax));
       float scaled = (std::sqrt((v - 100.0f) / 100.0f * 2.28f) + 1.0f) * 100.0f;
-      int64_t whole = std::isfinite(scaled) ? static_cast<int64_t>(scaled) : 0;
-      found->second = PlistValue(static_cast<int64_t>(whole & 0xFFFF));
+      found->second = PlistValue(static_cast<int64_t>(truncateToInt32(scaled) & 0xFFFF));
     }
     PlistData data = platform().keyedArchiver->archivedDataWithRootObject(PlistValue(*settings));
     if (!data.empty()) {

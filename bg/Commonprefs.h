@@ -12,6 +12,10 @@
 
 inline constexpr const char* kPrefsDomain = "com.tarnwick.varsel4b";
 
+// NSNumber's integer view of a stored number: doubles truncate toward zero within the
+// 64-bit range (0 when not finite), booleans are 0 or 1. Anything else is not a number.
+std::optional<int64_t> prefs_integerValue(const port::PlistValue& v);
+
 // The domain. Every write is synchronised at once; the result is the synchronisation's.
 int getIntValueFromPrefs_key_defaultVal(const std::string& key, int defaultValue);
 double getDoubleValueFromPrefs_key(const std::string& key);
@@ -23,7 +27,7 @@ bool saveToPrefs_key_doubleValue(const std::string& key, double value);
 // to an empty dictionary.
 port::PlistDict getPrefsDict_settingsTarget_inAppList(int32_t target,
                                                       const port::PlistArray& appList);
-// Writes every field but hoverActiveOnly, dragSlop and the wacom flags.
+// Writes every field but hoverActiveOnly, dragSlop and each block's wacomCompatible.
 void switch_prefs_toSettingsTarget_inAppList(PrefsRecord* record, int32_t target,
                                              const port::PlistArray& appList);
 // The one-time migration of the old linear speed scale.

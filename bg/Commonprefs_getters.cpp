@@ -21,7 +21,7 @@ uint32_t disablingMask(uint8_t capsLock, uint8_t command, uint8_t shift, uint8_t
 
 }  // namespace
 
-#define VARSEL_BLOCK(field) (pad() ? rec().pad##field : rec().wheel##field)
+#define VARSEL_BLOCK(field) (pad() ? rec().pad.pad##field : rec().wheel.wheel##field)
 
 bool prefs_hoverOn() {
   return rec().hoverOn && !state_AXdisabled();
@@ -52,10 +52,10 @@ uint32_t prefs_wheelDisablingMods() {
 }
 
 float prefs_wheelCoastFactor() {
-  return rec().wheelCoastFactor / 1000.0f;
+  return rec().wheel.wheelCoastFactor / 1000.0f;
 }
 float prefs_padCoastFactor() {
-  return rec().padCoastFactor / 1000.0f;
+  return rec().pad.padCoastFactor / 1000.0f;
 }
 bool prefs_wheelCoastVOn() {
   return VARSEL_BLOCK(CoastVOn);
@@ -111,8 +111,8 @@ bool prefs_wheelBounceOn() {
 bool prefs_nudgeCursorToStopNow() {
   if (state_isMultiTouch()) return false;
   const PrefsRecord& r = rec();
-  return r.wheelOn && r.wheelActiveHere && (r.wheelCoastVOn || r.wheelCoastHOn) &&
-         r.wheelNudgeCursorToStop;
+  return r.wheel.wheelOn && r.wheel.wheelActiveHere &&
+         (r.wheel.wheelCoastVOn || r.wheel.wheelCoastHOn) && r.wheel.wheelNudgeCursorToStop;
 }
 
 float prefs_grabModSpeed() {
@@ -138,5 +138,5 @@ uint32_t prefs_vectorDisablingMods() {
 }
 
 bool prefs_wacomCompatible() {
-  return VARSEL_BLOCK(WacomCompatible);
+  return pad() ? rec().pad.wacomCompatible : rec().wheel.wacomCompatible;
 }

@@ -1,9 +1,11 @@
-// Every field of the settings record, in declaration order, as X(type, name). The record
-// and its by-name listing are both made from this one list.
+// Every field of the settings record, in declaration order, as X(type, name), arrays as
+// A(type, name, count) and the two device blocks as B(type, name). The record and its
+// by-name listing are both made from these lists.
 #pragma once
 
 // clang-format off
-#define VARSEL_DEVICE_BLOCK(X, dev, nudgeOrLift)                                      \
+// One device block; the wheel's and the trackpad's hold the same fields in the same order.
+#define VARSEL_DEVICE_BLOCK_FIELDS(X, dev, nudgeOrLift)                               \
   X(uint8_t, dev##On) X(uint8_t, dev##ActiveHere)                                     \
   X(uint8_t, dev##DisWCapsLock) X(uint8_t, dev##DisWCommand) X(uint8_t, dev##DisWShift) \
   X(uint8_t, dev##DisWControl) X(uint8_t, dev##DisWOption)                            \
@@ -13,12 +15,15 @@
   X(uint8_t, dev##ModSpeedXOn) X(uint8_t, dev##ReverseX) X(uint8_t, dev##ReverseY)    \
   X(uint8_t, dev##ReverseOnlyWithModOn) X(uint16_t, dev##ReverseMod)                  \
   X(uint8_t, dev##CoastVOn) X(uint8_t, dev##CoastHOn) X(uint16_t, dev##CoastFactor)   \
-  X(uint8_t, nudgeOrLift) X(uint8_t, dev##WacomCompatible)
+  X(uint8_t, nudgeOrLift) X(uint8_t, wacomCompatible)
 
-#define VARSEL_PREFS_RECORD_FIELDS(X, A)                                              \
+#define VARSEL_WHEEL_BLOCK_FIELDS(X) VARSEL_DEVICE_BLOCK_FIELDS(X, wheel, wheelNudgeCursorToStop)
+#define VARSEL_PAD_BLOCK_FIELDS(X) VARSEL_DEVICE_BLOCK_FIELDS(X, pad, padLiftFingersToCoast)
+
+#define VARSEL_PREFS_RECORD_FIELDS(X, A, B)                                           \
   X(uint8_t, hoverActiveOnly) X(uint16_t, dragSlop)                                   \
-  VARSEL_DEVICE_BLOCK(X, wheel, wheelNudgeCursorToStop) X(uint16_t, wheelSingleTickSpeed) \
-  VARSEL_DEVICE_BLOCK(X, pad, padLiftFingersToCoast)                                  \
+  B(WheelBlock, wheel) X(uint16_t, wheelSingleTickSpeed)                              \
+  B(PadBlock, pad)                                                                    \
   X(uint8_t, hoverOn) X(uint8_t, hoverHOn) X(uint8_t, hoverModOn)                     \
   X(uint8_t, hoverReverseYOn) X(uint16_t, hoverMod) X(uint16_t, hoverVpercent)        \
   X(uint16_t, hoverHpercent) X(uint16_t, hoverVmax) X(uint16_t, hoverHmax)            \

@@ -8,6 +8,7 @@
 #include "VAutils.h"
 #include "bgDelegate.h"
 #include "platform/api/platform.h"
+#include "waitingCalls.h"
 
 using namespace port;
 
@@ -33,10 +34,35 @@ CGEventRef VAevent::eventForEvent_bars_window(CGEventRef event, const Bars*, voi
   }
 
   switch (type) {
+    case kCGEventLeftMouseDown:
+    case kCGEventRightMouseDown:
+    case kCGEventOtherMouseDown:
+      waitingCall(Waiting::handleMDown_event_cgEvent);
+      return event;
+    case kCGEventLeftMouseUp:
+    case kCGEventRightMouseUp:
+    case kCGEventOtherMouseUp:
+      waitingCall(Waiting::handleMUp_event_cgEvent);
+      return event;
     case kCGEventMouseMoved:
       return handleMMoved_event_cgEvent(nsEvent, event);
+    case kCGEventLeftMouseDragged:
+    case kCGEventRightMouseDragged:
+    case kCGEventOtherMouseDragged:
+      waitingCall(Waiting::handleMDragged_event_cgEvent);
+      return event;
+    case kCGEventKeyDown:
+    case kCGEventKeyUp:
+      waitingCall(Waiting::handleKeyUpDown_event_cgEvent);
+      return event;
+    case kCGEventFlagsChanged:
+      waitingCall(Waiting::handleFlags_event_cgEvent);
+      return event;
     case kCGEventScrollWheel:
       return handleWheel_event_cgEvent_overlayWindow(nsEvent, event);
+    case kCGEventTabletProximity:
+      if (state_doingGrab()) waitingCall(Waiting::grabStop_event_cgEvent);
+      return event;
     case kNSEventTypeGesture:
       handleGesture_event_cgEvent_overlayWindow();
       return event;
@@ -58,6 +84,14 @@ CGEventRef handleMMoved_event_cgEvent(NSEventRef, CGEventRef cgEvent) {
   if (prefs_nudgeCursorToStopNow() && state_doingCoast() && state_coastStartedBy() == 2) {
     stopCoast();
     s.sCoastEventsCancelledUntil = utils_now() + 0.3;
+  }
+  if (s.prefs->vectorOn && state_doingVector() &&
+      (s.prefs->vectorTriggerKind < 2 || state_doingVectorWurl())) {
+    waitingCall(Waiting::vectorContinue_event_cgEvent);
+  }
+  if (s.prefs->grabOn &&
+      (state_doingGrabWHotKeyOnly() || state_doingGrabWToggle() || state_doingGrabWurl())) {
+    waitingCall(Waiting::grabContinue_event_cgEvent);
   }
   // Leaving the area the coast began in cancels its events there.
   if (state_doingCoast() && !bgDelegate::ckCursorInCoastRect()) {
@@ -83,11 +117,17 @@ void VAevent::handleVAEvent(int kind) {
       scroll_postStopWheelEvent();
       break;
     case 8:
+      stopCoast();
+      if (state_doingVector()) waitingCall(Waiting::vectorStop_event_cgEvent);
+      break;
     case 9:
       stopCoast();
       break;
     case 10:
       s.sCoastEventsCancelledUntil = 0;
+      break;
+    case 11:
+      waitingCall(Waiting::stopHoverTimer);
       break;
     case 12:
       stopAllScrolling();
@@ -104,11 +144,18 @@ void VAevent::handleVAEvent(int kind) {
     case 16:
       startVectorScroll();
       break;
-    case 17:
+    case 17:  // up, down, left and right once
     case 18:
     case 19:
     case 20:
       stopAllScrolling();
+      waitingCall(Waiting::keys_doAction);
+      break;
+    case 21:  // the same, repeated
+    case 22:
+    case 23:
+    case 24:
+      waitingCall(Waiting::keys_doRepeat);
       break;
     default:
       break;
@@ -140,6 +187,12 @@ bool event_needMmovedTap() {
 // Ends every mode a trigger started. A running coast goes on.
 void stopAllScrolling() {
   state_setDoingWheel(false);
+  waitingCall(Waiting::resetScrollKeysState);
+  waitingCall(Waiting::stopScrollKeysRepeat);
+  waitingCall(Waiting::cursor_backToNormalOScursor);
+  if (state_doingGrab()) waitingCall(Waiting::grabStop_event_cgEvent);
+  if (state_doingVector()) waitingCall(Waiting::vectorStop_event_cgEvent);
+  if (state_doingHover()) waitingCall(Waiting::setHoverLow);
   state_setDoingAutoScrollWurl(false);
   state_setDoingVectorWurl(false);
   state_setDoingGrabWToggle(false);
@@ -155,19 +208,26 @@ void stopAllScrolling() {
 void startAutoScroll() {
   stopAllScrolling();
   state_setDoingAutoScrollWurl(true);
+  waitingCall(Waiting::hover_startAutoScroll);  // downward
+  bgDelegate::fadeZones(2);
 }
 
 void startAutoScrollUp() {
   stopAllScrolling();
   state_setDoingAutoScrollWurl(true);
+  waitingCall(Waiting::hover_startAutoScroll);  // upward
+  bgDelegate::fadeZones(1);
 }
 
 void startGrabScroll() {
   stopAllScrolling();
   state_setDoingGrabWurl(true);
+  waitingCall(Waiting::grabStart_unflippedPoint);  // at sLastUnflippedEventLocation
+  if (s.prefs->grabShowHand) waitingCall(Waiting::cursor_showOpenHand);
 }
 
 void startVectorScroll() {
   stopAllScrolling();
   state_setDoingVectorWurl(true);
+  waitingCall(Waiting::vectorStart_point);  // at the mouse
 }

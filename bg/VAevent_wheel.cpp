@@ -12,6 +12,7 @@
 #include "bgDelegate.h"
 #include "bgprefs.h"
 #include "platform/api/platform.h"
+#include "waitingCalls.h"
 
 using namespace port;
 
@@ -129,7 +130,10 @@ CGEventRef handleWheel_event_cgEvent_overlayWindow(NSEventRef event, CGEventRef 
   }
 
   bgDelegate::runTimerOnMain();
+  waitingCall(Waiting::stopScrollKeysRepeat);
   state_setDoingGrabWScrollKey(false);
+  // Until hover scrolling exists no wheel event ends it.
+  waitingCall(Waiting::hover_willEventStopHover);
 
   uint64_t flags = cocoa.modifierFlags(event);
   if (flags & prefs_wheelDisablingMods()) return cgEvent;
@@ -201,7 +205,7 @@ CGEventRef handleWheel_event_cgEvent_overlayWindow(NSEventRef event, CGEventRef 
   if (vars.reversedY) Y = -Y;
 
   if (!multiTouch) return handleTrueWheel_dy_dx_vars(&vars, Y, X);
-  if (prefs_wheelCoastVOn() && !s.prefs->padLiftFingersToCoast) {
+  if (prefs_wheelCoastVOn() && !s.prefs->pad.padLiftFingersToCoast) {
     return handlePadNoLift_dy_dx_vars(&vars, Y, X);
   }
   return handlePadLift(vars, Y, X, t);

@@ -8,6 +8,7 @@
 #include "VAutils.h"
 #include "acc/blockAtomic.h"
 #include "platform/api/platform.h"
+#include "waitingCalls.h"
 
 using namespace port;
 
@@ -76,12 +77,21 @@ void bgDelegate::applicationDidFinishLaunching() {
     return;
   }
   s.preferences.startPrefs();
+  waitingCall(Waiting::hover_initPrefs);
   event_initPrefs();
+  waitingCall(Waiting::grab_initPrefs);
+  waitingCall(Waiting::vector_initPrefs);
+  waitingCall(Waiting::keys_initPrefs);
   utils_cacheNSScreenFrames_force(false);
   openAgentPort();
-  platform().notifications->addObserver(
+  Notifications& notifications = *platform().notifications;
+  notifications.addObserver(
       nullptr, "com.tarnwick.v4fb",
       [](void*, std::string_view, const PlistDict& userInfo) { backReply(userInfo); });
+  // Closing a menu is a moment when the user may just have moved the agent's bundle.
+  notifications.addObserver(nullptr, "com.apple.HIToolbox.endMenuTrackingNotification",
+                            [](void*, std::string_view, const PlistDict&) { periodicCk(); });
+  waitingCall(Waiting::handleURLEvent_withReplyEvent);
   // Before 10.10 accessibility was a global switch, not a per-application permission.
   if (sysvers() < kYosemite) {
     dispatchMainWithAutoreleasePool([] { finishStartup(); });
@@ -112,6 +122,12 @@ void bgDelegate::finishStartup() {
   if (state_quitting()) return;
   if (!s.eventThreadBarsLock) s.eventThreadBarsLock = platform().threads->lockCreate();
   if (!s.sTapMgr) s.sTapMgr = VAtapMgr::init();
+  if (!s.sInstallStarted) {
+    s.sInstallStarted = true;
+    waitingCall(Waiting::install_start);
+    waitingCall(Waiting::checkNeedToRemovePrevVersion);
+    waitingCall(Waiting::install_setOpenAtLogin);
+  }
   if (isFrontAppRunning()) bgAppDelegateSendFrontApp_message_dict("ton", nullptr);
   // A downloaded copy that was never moved runs from a randomised read-only location.
   bool translocated = platform().application->bundlePath().find("ranslocat") != std::string::npos;
@@ -156,8 +172,8 @@ int32_t bgDelegate::lastWindowNumber() {
 bool bgDelegate::isDisabledForPid(int32_t) {
   prefs_switchToPrefsForPid(s.sCursorPid);
   const PrefsRecord& p = *prefs_bgprefs();
-  return !p.wheelOn && !p.padOn && !p.hoverOn && !p.autoScrollOn && !p.grabOn && !p.keysOn &&
-         !p.vectorOn;
+  return !p.wheel.wheelOn && !p.pad.padOn && !p.hoverOn && !p.autoScrollOn && !p.grabOn &&
+         !p.keysOn && !p.vectorOn;
 }
 
 // Called on the event thread; it reads the main thread's bars record without the lock, as
@@ -189,8 +205,16 @@ bool bgDelegate::ckCursorInCoastRect() {
   return false;
 }
 
-// The area belonged to the coast that ended; the next start records its own.
-void bgDelegate::stoppedCoasting() {
-  s.sCoastRect.left = 0;
-  s.sCoastRect.right = 0;
+// Told of every coast's end; there is nothing to do then. The coast rectangle stays as the
+// last wheel or trackpad start set it.
+void bgDelegate::stoppedCoasting() {}
+
+void bgDelegate::fadeZones(int how) {
+  waitingCall(Waiting::zonesWcontroller_fadeZones);  // how when the up bar is found, else 0
+  waitingCall(Waiting::zonesWcontroller_showActiveZones);
+  static_cast<void>(how);
+}
+
+void bgDelegate::periodicCk() {
+  waitingCall(Waiting::bgAppDelegate_validatePath);
 }

@@ -58,6 +58,12 @@ class bgDelegate {
   // Leaving it stops the coast.
   static bool ckCursorInCoastRect();
   static void stoppedCoasting();
+
+  // The zone windows fade as `how` says (1 and 2: the way autoscroll goes) and show the
+  // zones of the bars found.
+  static void fadeZones(int how);
+  // Whenever the user closes a menu: checks where the agent's bundle now lies.
+  static void periodicCk();
 };
 
 // Whether the process may use the accessibility interface.
@@ -90,6 +96,7 @@ struct bgDelegateStatics {
   // The pending run of the timer (one timer, moved to each new due time).
   port::CFRunLoopTimerRef sRunTimer = nullptr;
   port::CFMessagePortRef sLocalPort = nullptr;
+  bool sInstallStarted = false;  // stands for the installer object until that module lands
   std::string FrontPortName;
 };
 

@@ -12,6 +12,7 @@
 #include "acc/blockAtomic.h"
 #include "bgDelegate.h"
 #include "platform/api/platform.h"
+#include "waitingCalls.h"
 
 using namespace port;
 
@@ -29,6 +30,7 @@ constexpr double kStillMoving = 0.11;
 // A cursor that stayed this close is not looked at again for a second.
 constexpr double kSamePlace = 4.0;
 constexpr double kAssistiveReportInterval = 10.0;
+constexpr double kUpdateCheckScheduleInterval = 600.0;
 
 void runTimerFired(CFRunLoopTimerRef, void*) {
   bgDelegate::runTimer();
@@ -137,14 +139,27 @@ void bgDelegate::runTimer() {
     if (!prefs_singlePrefsOrAllVisibleUseSame()) prefs_switchToPrefsForPid(s.sCursorPid);
     if (prefs_hoverEngineOn()) {
       state_setCanHoverCurFrontWindow(!prefs_hoverActiveOnly() || VAux::isCurrentWindowFrontMost());
-      if (s.sCursorPid > 0) VAux::updateBars_andWindowRect(&s.bars, &windowRect);
+      if (s.sCursorPid > 0) {
+        VAux::updateBars_andWindowRect(&s.bars, &windowRect);
+        waitingCall(Waiting::prefs_switchToOfstsForBars_pid);
+      }
       state_setHaveCurWindow_rect(s.sCursorPid > 0, windowRect);
     }
-    if (state_canHoverCurFrontWindow()) state_forceZonesVisible(false);
+    // Zones forced visible by holding the hover modifier near them; until the zones and the
+    // key triggers exist nothing can force them.
+    bool forced = false;
+    if (prefs_bgprefs()->hoverModOn) {
+      waitingCall(Waiting::is_keypressSince_orOtherModDownInMods_thanMod_isDownPtr);
+      waitingCall(Waiting::zonesWcontroller_zoneRects);
+    }
+    if (state_canHoverCurFrontWindow()) state_forceZonesVisible(forced);
+    waitingCall(Waiting::hover_hideZones);
+    waitingCall(Waiting::hover_updateRects);
   } else {
     s.sCursorPid = 0;
     int32_t front = platform().workspace->frontProcessPid();
     if (!prefs_singlePrefsOrAllVisibleUseSame()) prefs_switchToPrefsForPid(front);
+    waitingCall(Waiting::hover_hideZones);
   }
 
   BidRef bid = state_currentAppBid();
@@ -154,6 +169,12 @@ void bgDelegate::runTimer() {
   threads.lock(s.eventThreadBarsLock);
   s.eventThreadBars = s.bars;
   threads.unlock(s.eventThreadBarsLock);
+
+  if (prefs_hoverEngineOn()) waitingCall(Waiting::zonesWcontroller_showActiveZones);
+  if (t - s.lastScheduleUpdateCheck > kUpdateCheckScheduleInterval) {
+    s.lastScheduleUpdateCheck = t;
+    dispatchMainWithAutoreleasePool([] { waitingCall(Waiting::prefs_scheduleUpdateCheck); });
+  }
 }
 
 void bgDelegate::runTimerOnMain() {

@@ -31,14 +31,14 @@ const std::string* stringEntry(const PlistValue& element, const char* key) {
   return found == d->end() ? nullptr : found->second.string();
 }
 
-// A creator read as an unsigned long: 0 when missing or not a number.
+// A creator read as an unsigned long, whatever kind of number holds it: 0 when missing or
+// not a number.
 uint64_t creatorEntry(const PlistValue& element) {
   const PlistDict* d = element.dict();
   if (!d) return 0;
   auto found = d->find("creator");
   if (found == d->end()) return 0;
-  if (auto* n = std::get_if<int64_t>(&found->second.value)) return static_cast<uint64_t>(*n);
-  return 0;
+  return static_cast<uint64_t>(prefs_integerValue(found->second).value_or(0));
 }
 
 }  // namespace
@@ -68,11 +68,7 @@ void bgprefs::readPrefs() {
 
   s.appList.clear();
   std::optional<PlistValue> stored = domain.copyAppValue("appList", kPrefsDomain);
-  if (stored && stored->array()) {
-    s.appList = *stored->array();
-  } else if (stored) {
-    platform().systemLog->log("The settings list (appList) is not an array; using the defaults");
-  }
+  if (stored && stored->array()) s.appList = *stored->array();
   if (s.appList.empty()) s.appList = defaultAppList();
 
   s.sPrefs.hoverActiveOnly = getIntValueFromPrefs_key_defaultVal("hoverActiveOnly", 0) != 0;
@@ -166,15 +162,15 @@ void prefs_setSpecialBehaviorFor_appBid_wRectPtr_cursor(const std::string* bid,
   // Scrolling over the Dock is left alone, except in its grid view, unless the Dock has an
   // entry of its own.
   if (s.sCurSettingsTarget == 0 && *bid == "com.apple.dock" && !state_cursorOverDockGrid()) {
-    s.sPrefs.wheelOn = 0;
-    s.sPrefs.padOn = 0;
+    s.sPrefs.wheel.wheelOn = 0;
+    s.sPrefs.pad.padOn = 0;
     return;
   }
   // Safari's toolbar and tab bar, the top 62 points of its window, keep their own scrolling.
   if (*bid == "com.apple.Safari") {
     bool below = cursor.y <= static_cast<double>(windowRect->top - 62);
-    s.sPrefs.wheelActiveHere = below;
-    s.sPrefs.padActiveHere = below;
+    s.sPrefs.wheel.wheelActiveHere = below;
+    s.sPrefs.pad.padActiveHere = below;
   }
 }
 

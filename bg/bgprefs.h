@@ -15,14 +15,23 @@
 
 // A plain record: flags are one byte holding 0 or 1. Hot paths read its fields through
 // their module's `prefs` pointer and never call a getter. Fields carry their preference
-// key's name; the two wacom flags, which no key fills, are named per block.
-struct PrefsRecord {
+// key's name; those without a key, such as each block's wacomCompatible, describe
+// themselves.
 #define VARSEL_FIELD(type, name) type name = 0;
 #define VARSEL_ARRAY(type, name, n) type name[n] = {};
-  VARSEL_PREFS_RECORD_FIELDS(VARSEL_FIELD, VARSEL_ARRAY)
+#define VARSEL_BLOCK(type, name) type name;
+struct WheelBlock {
+  VARSEL_WHEEL_BLOCK_FIELDS(VARSEL_FIELD)
+};
+struct PadBlock {
+  VARSEL_PAD_BLOCK_FIELDS(VARSEL_FIELD)
+};
+struct PrefsRecord {
+  VARSEL_PREFS_RECORD_FIELDS(VARSEL_FIELD, VARSEL_ARRAY, VARSEL_BLOCK)
+};
 #undef VARSEL_FIELD
 #undef VARSEL_ARRAY
-};
+#undef VARSEL_BLOCK
 
 PrefsRecord* prefs_bgprefs();
 

@@ -11,6 +11,7 @@
 #include "bgDelegate.h"
 #include "bgprefs.h"
 #include "platform/api/platform.h"
+#include "waitingCalls.h"
 
 void agent_resetModules() {
   bgDelegate_reset();
@@ -23,6 +24,7 @@ void agent_resetModules() {
   VAux_reset();
   bgprefs_reset();
   Commonprefs_reset();
+  waitingCalls_reset();
 }
 
 int agent_main() {

@@ -6,6 +6,7 @@
 
 #include "agent_session.h"
 #include "settings_session.h"
+#include "waitingCalls.h"
 
 namespace {
 
@@ -49,21 +50,21 @@ TEST_F(AppSettingsTest, SwitchesToTheApplicationsElementAndCachesThePid) {
   PrefsRecord& r = settings.start();
   EXPECT_FALSE(prefs_singlePrefsOrAllVisibleUseSame());
   EXPECT_EQ(targetAfterSwitchTo(501), 1);
-  EXPECT_EQ(r.wheelSpeed, 500);
+  EXPECT_EQ(r.wheel.wheelSpeed, 500);
   EXPECT_EQ(*state_currentAppBid(), "com.example.reader");
 
-  r.wheelSpeed = 1;  // a refill would put it back: none comes for the same pid, or pid 0
+  r.wheel.wheelSpeed = 1;  // a refill would put it back: none comes for the same pid, or pid 0
   prefs_switchToPrefsForPid(501);
   prefs_switchToPrefsForPid(0);
-  EXPECT_EQ(r.wheelSpeed, 1);
+  EXPECT_EQ(r.wheel.wheelSpeed, 1);
   EXPECT_EQ(targetAfterSwitchTo(502), 0);
-  EXPECT_EQ(r.wheelSpeed, 300);
+  EXPECT_EQ(r.wheel.wheelSpeed, 300);
 
   // After a reread the next switch runs even for the same pid.
   bgprefs().readPrefs();
-  r.wheelSpeed = 1;
+  r.wheel.wheelSpeed = 1;
   EXPECT_EQ(targetAfterSwitchTo(502), 0);
-  EXPECT_EQ(r.wheelSpeed, 300);
+  EXPECT_EQ(r.wheel.wheelSpeed, 300);
 }
 
 TEST_F(AppSettingsTest, UnknownPidIsRememberedAndLeavesTheRecordAlone) {
@@ -71,14 +72,14 @@ TEST_F(AppSettingsTest, UnknownPidIsRememberedAndLeavesTheRecordAlone) {
       {element({}, numbers({})),
        element({{"bid", PlistValue("com.example.reader")}}, numbers({{"wheelSpeed", 500}}))});
   PrefsRecord& r = settings.start();
-  r.wheelSpeed = 7;
+  r.wheel.wheelSpeed = 7;
   // With a reread pending even pid 0 is looked up; not found, it clears the pending flag.
   prefs_switchToPrefsForPid(0);
-  EXPECT_EQ(r.wheelSpeed, 7);
+  EXPECT_EQ(r.wheel.wheelSpeed, 7);
   EXPECT_FALSE(bgprefs_statics().sPrefsNeedUpdateFromApplist);
   prefs_switchToPrefsForPid(999);
   EXPECT_EQ(bgprefs_statics().sLastPidSwitchedPrefsTo, 999);
-  EXPECT_EQ(r.wheelSpeed, 7);
+  EXPECT_EQ(r.wheel.wheelSpeed, 7);
 }
 
 TEST_F(AppSettingsTest, OneElementServesAllOnceTheSwitchAfterAReadIsDone) {
@@ -92,7 +93,8 @@ TEST_F(AppSettingsTest, OneElementServesAllOnceTheSwitchAfterAReadIsDone) {
 }
 
 TEST_F(AppSettingsTest, MatchesByIdentifierThenByCreatorFirstElementWinning) {
-  PlistDict byCreator{{"creator", PlistValue(int64_t{kCreatorABCD})}};
+  // The pane stores a number; whatever kind it is, it is read as an unsigned long.
+  PlistDict byCreator{{"creator", PlistValue(static_cast<double>(kCreatorABCD))}};
   settings.writeAppList({element({}, numbers({})),
                          element(byCreator, numbers({{"wheelSpeed", 410}})),
                          element({{"bid", PlistValue("com.example.reader")}}, numbers({})),
@@ -100,7 +102,7 @@ TEST_F(AppSettingsTest, MatchesByIdentifierThenByCreatorFirstElementWinning) {
                          element({{"bid", PlistValue("legacy")}}, numbers({}))});
   settings.start();
   EXPECT_EQ(targetAfterSwitchTo(502), 1);  // no bid in the element: its creator matches
-  EXPECT_EQ(prefs_bgprefs()->wheelSpeed, 410);
+  EXPECT_EQ(prefs_bgprefs()->wheel.wheelSpeed, 410);
   EXPECT_EQ(targetAfterSwitchTo(501), 2);  // the lower of two equal identifiers
   EXPECT_EQ(targetAfterSwitchTo(503), 4);  // no bundle identifier: its process name
 }
@@ -166,22 +168,22 @@ TEST_F(AppSettingsTest, FixedRulesForSublimeTheDockAndSafari) {
   EXPECT_EQ(r.grabEatMDown, 1);
 
   apply("com.apple.dock", 500);
-  EXPECT_EQ(r.wheelOn + r.padOn, 0);
+  EXPECT_EQ(r.wheel.wheelOn + r.pad.padOn, 0);
   state_setCursorOverDockGrid(true);
   apply("com.apple.dock", 500);
-  EXPECT_EQ(r.wheelOn + r.padOn, 2);
+  EXPECT_EQ(r.wheel.wheelOn + r.pad.padOn, 2);
   state_setCursorOverDockGrid(false);
   bgprefs_statics().sCurSettingsTarget = 1;  // the Dock's own entry overrides the rule
   apply("com.apple.dock", 500);
-  EXPECT_EQ(r.wheelOn + r.padOn, 2);
+  EXPECT_EQ(r.wheel.wheelOn + r.pad.padOn, 2);
   bgprefs_statics().sCurSettingsTarget = 0;
 
   apply("com.apple.Safari", 838);
-  EXPECT_EQ(r.wheelActiveHere + r.padActiveHere, 2);
+  EXPECT_EQ(r.wheel.wheelActiveHere + r.pad.padActiveHere, 2);
   apply("com.apple.Safari", 839);
-  EXPECT_EQ(r.wheelActiveHere + r.padActiveHere, 0);
+  EXPECT_EQ(r.wheel.wheelActiveHere + r.pad.padActiveHere, 0);
   bgprefs().readPrefs();  // the next fill undoes every rule
-  EXPECT_EQ(r.wheelActiveHere + r.padActiveHere + r.wheelOn + r.padOn, 4);
+  EXPECT_EQ(r.wheel.wheelActiveHere + r.pad.padActiveHere + r.wheel.wheelOn + r.pad.padOn, 4);
   EXPECT_EQ(r.grabEatMDown, 0);
 }
 
@@ -206,6 +208,12 @@ TEST_F(AppSettingsTest, SpeedCurveModifierMasksAndSystemVersion) {
   EXPECT_FALSE(prefsFolderPath());  // found, never created
   settings.write("x", PlistValue(1));
   EXPECT_EQ(prefsFolderPath(), (settings.session().home() / "Library" / "Preferences").string());
+  // Every part in two BCD digits (the last test: this session replaces the fixture's).
+  vsession::SessionConfig bigSur = threeApps();
+  bigSur.systemVersion = {11, 2, 3};
+  SettingsSession other(bigSur);
+  other.start();
+  EXPECT_EQ(sysvers(), 0x110203u);
 }
 
 TEST_F(AppSettingsTest, GettersReadTheBlockOfTheCurrentDevice) {
@@ -245,6 +253,13 @@ TEST_F(AppSettingsTest, GettersReadTheBlockOfTheCurrentDevice) {
   EXPECT_FALSE(prefs_wheelCoastVOn());
 
   EXPECT_EQ(prefs_grabModSpeed(), 0.25f);
+  PrefsRecord& r = *prefs_bgprefs();
+  r.grabModSpeed = 0;
+  EXPECT_EQ(prefs_grabModSpeed(), 1.0f);
+  // Slower sideways: the reciprocal up to a speed of 35, beyond it no sideways scrolling.
+  r.pad.padSpeedSlowerX = 1;
+  r.pad.padSpeedX = 990;
+  EXPECT_EQ(prefs_wheelSpeedMultiplierX(), 1.0f / 35);
   EXPECT_EQ(prefs_vectorDisablingMods(), 0x80000u);
   EXPECT_FALSE(prefs_wheelBounceOn());
   state_setAXdisabled(true);
@@ -253,21 +268,19 @@ TEST_F(AppSettingsTest, GettersReadTheBlockOfTheCurrentDevice) {
 
 TEST(AppSettingsAgentTest, FillWithHoverAndAutoscrollOffStopsTheHoverTimer) {
   AgentSession agent;
-  vsession::VirtualSession& session = agent.session();
-  int eventBlocks = 0;
-  session.scheduler().setWakeObserver([&](vsession::LaneId lane, const char* what) {
-    eventBlocks += session.scheduler().laneName(lane) == "event" && std::string(what) == "block";
-  });
+  auto stops = [] { return waitingCallCount(Waiting::stopHoverTimer); };
   bgUpdatePrefsFromAppList();
   agent.runUntil(1);
-  EXPECT_EQ(eventBlocks, 0);
-  session.preferences().setAppValue(
-      "appList",
-      PlistValue(PlistArray{element({}, numbers({{"hoverOn", 0}, {"autoScrollOn", 0}}))}),
-      kPrefsDomain);
-  bgprefs().readPrefs();
-  agent.runUntil(2);
-  EXPECT_EQ(eventBlocks, 1);
+  EXPECT_EQ(stops(), 0u);
+  for (const char* on : {"hoverOn", "autoScrollOn", ""}) {
+    PlistDict off = numbers({{"hoverOn", 0}, {"autoScrollOn", 0}});
+    if (*on) off[on] = PlistValue(1);
+    agent.session().preferences().setAppValue("appList", PlistValue(PlistArray{element({}, off)}),
+                                              kPrefsDomain);
+    bgprefs().readPrefs();
+    agent.runUntil(agent.session().elapsed() + 1);
+    EXPECT_EQ(stops(), *on ? 0u : 1u) << on;  // VA event 11, on the event thread
+  }
 }
 
 }  // namespace

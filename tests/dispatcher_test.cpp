@@ -7,6 +7,7 @@
 #include "VAstate.h"
 #include "VAtapMgr.h"
 #include "agent_session.h"
+#include "waitingCalls.h"
 
 namespace {
 
@@ -22,7 +23,7 @@ class DispatcherTest : public ::testing::Test {
 
 TEST_F(DispatcherTest, IgnoreWindowSwallowsEveryEventThenTheFirstAfterItPassesAndClosesIt) {
   agent.runUntil(1);
-  prefs_bgprefs()->wheelCoastVOn = 0;  // the wheel tick after the window passes as it is
+  prefs_bgprefs()->wheel.wheelCoastVOn = 0;  // the wheel tick after the window passes as it is
   event_ignoreCoastStopEventsForDelay(0.2);
   auto& input = agent.input();
   agent.at(1.05, [&input] { input.moveTo({420, 420}); });
@@ -54,7 +55,7 @@ TEST_F(DispatcherTest, MouseMoveRecordsItsUnflippedLocationAndReportsTheMove) {
 }
 
 TEST_F(DispatcherTest, NudgingTheMouseStopsAWheelCoastAndCancelsItsEventsForAMoment) {
-  prefs_bgprefs()->wheelNudgeCursorToStop = 1;
+  prefs_bgprefs()->wheel.wheelNudgeCursorToStop = 1;
   agent.runUntil(1);
   evtapMMoved_setEnabled(true);
   scroll_setCoastFactorForGrab();  // a grab's coast goes on
@@ -73,31 +74,32 @@ TEST_F(DispatcherTest, NudgingTheMouseStopsAWheelCoastAndCancelsItsEventsForAMom
                    agent.session().absolute(agent.session().elapsed() + 0.3));
 }
 
-TEST_F(DispatcherTest, LeavingTheCoastRectangleStopsTheCoastAndCancelsItsEvents) {
+// The area is the one the last wheel or trackpad coast started in; it outlives that coast,
+// and a grab's or the keys' coast stops when the cursor leaves it too.
+TEST_F(DispatcherTest, LeavingTheLastWheelCoastsAreaStopsAnyCoastAndCancelsItsEvents) {
   agent.runUntil(1);
   evtapMMoved_setEnabled(true);
+  bgDelegate::setCoastRect();  // as a trackpad coast's start does: the zones of the reader
+  IRect area = delegate.sCoastRect;
+  ASSERT_EQ(area, (IRect{680, 100, 225, 900}));
   scroll_setCoastFactorForWheel();
   coast_atPoint_withX_y_stopTime(400, 400, 0, 600, 0);
-  agent.runUntil(agent.session().elapsed() + 0.001);  // the start's VA event 10 has run
-  delegate.sCoastRect = {600, 120, 300, 500};
-  delegate.sLastMousePoint = {450, 400};
-  agent.input().moveTo({402, 400});
-  EXPECT_TRUE(state_doingCoast());
-  delegate.sLastMousePoint = {520, 400};
-  agent.input().moveTo({404, 400});
-  EXPECT_FALSE(state_doingCoast());
-  EXPECT_DOUBLE_EQ(event.sCoastEventsCancelledUntil,
-                   agent.session().absolute(agent.session().elapsed() + 0.3));
-}
+  stopCoast();
+  EXPECT_EQ(delegate.sCoastRect, area);
 
-TEST_F(DispatcherTest, VAEventsEightAndNineStopTheCoast) {
-  for (int kind : {8, 9}) {
+  double x = 400;
+  for (void (*setFactor)() : {scroll_setCoastFactorForGrab, scroll_setCoastFactorForKeys}) {
+    setFactor();
     coast_atPoint_withX_y_stopTime(400, 400, 0, 600, 0);
-    agent.runUntil(agent.session().elapsed() + 0.001);
-    ASSERT_TRUE(state_doingCoast());
-    bgDelegate::postVAEvent(kind);
-    agent.runUntil(agent.session().elapsed() + 0.001);
-    EXPECT_FALSE(state_doingCoast()) << kind;
+    agent.runUntil(agent.session().elapsed() + 0.001);  // the start's VA event 10 has run
+    delegate.sLastMousePoint = {450, 400};
+    agent.input().moveTo({x += 2, 400});
+    EXPECT_TRUE(state_doingCoast());
+    delegate.sLastMousePoint = {950, 400};
+    agent.input().moveTo({x += 2, 400});
+    EXPECT_FALSE(state_doingCoast());
+    EXPECT_DOUBLE_EQ(event.sCoastEventsCancelledUntil,
+                     agent.session().absolute(agent.session().elapsed() + 0.3));
   }
 }
 
@@ -178,14 +180,76 @@ TEST_F(DispatcherTest, HeldMouseDownIsLetGoByVAEventSix) {
   EXPECT_DOUBLE_EQ(event.sSuppressDelayMdownTime, agent.session().absolute(1.08));
 }
 
-TEST_F(DispatcherTest, VAEventTenEndsTheCoastCancellation) {
+TEST_F(DispatcherTest, EachVAEventDoesItsOwnWorkAndKindsWithoutWorkNone) {
+  auto reached = [] {
+    std::vector<uint32_t> counts;
+    for (const WaitingCall& w : kWaitingCalls) counts.push_back(waitingCallCount(w.call));
+    return counts;
+  };
+  auto runKind = [this](int kind) {
+    bgDelegate::postVAEvent(kind);
+    agent.runUntil(agent.session().elapsed() + 0.001);
+  };
+  coast_atPoint_withX_y_stopTime(400, 400, 0, 600, 0);
+  agent.runUntil(0.1);
   event.sCoastEventsCancelledUntil = agent.session().absolute(5);
-  for (int kind = 1; kind <= 5; ++kind) bgDelegate::postVAEvent(kind);
-  agent.runUntil(0.5);
-  EXPECT_NE(event.sCoastEventsCancelledUntil, 0);
-  bgDelegate::postVAEvent(10);
-  agent.runUntil(0.5);
+  state_setDoingGrabWurl(true);
+  std::vector<uint32_t> before = reached();
+  for (int kind : {0, 1, 2, 3, 4, 5, 25, 99, -1}) runKind(kind);
+  EXPECT_TRUE(state_doingCoast());
+  EXPECT_TRUE(state_doingGrabWurl());
+  EXPECT_DOUBLE_EQ(event.sCoastEventsCancelledUntil, agent.session().absolute(5));
+  EXPECT_EQ(reached(), before);
+
+  runKind(10);
   EXPECT_EQ(event.sCoastEventsCancelledUntil, 0);
+  EXPECT_TRUE(state_doingCoast());
+  for (int kind : {8, 9}) {
+    coast_atPoint_withX_y_stopTime(400, 400, 0, 600, 0);
+    runKind(kind);
+    EXPECT_FALSE(state_doingCoast()) << kind;
+  }
+  // The cursor went to another window: a running vector scroll ends too.
+  state_setDoingVector(true);
+  runKind(8);
+  EXPECT_EQ(waitingCallCount(Waiting::vectorStop_event_cgEvent), 1u);
+  state_setDoingVector(false);
+
+  const struct {
+    int first, last;
+    Waiting call;
+    bool stopsModes;
+  } work[] = {{11, 11, Waiting::stopHoverTimer, false},
+              {17, 20, Waiting::keys_doAction, true},
+              {21, 24, Waiting::keys_doRepeat, false}};
+  for (const auto& w : work) {
+    for (int kind = w.first; kind <= w.last; ++kind) {
+      uint32_t calls = waitingCallCount(w.call);
+      state_setDoingGrabWurl(true);
+      runKind(kind);
+      EXPECT_EQ(waitingCallCount(w.call), calls + 1) << kind;
+      EXPECT_EQ(state_doingGrabWurl(), !w.stopsModes) << kind;
+    }
+  }
+}
+
+TEST_F(DispatcherTest, ButtonKeyAndModifierEventsGoToTheirHandlersAndPassUntilTheyLand) {
+  agent.runUntil(1);
+  auto& input = agent.input();
+  input.button(2, true);
+  input.moveTo({420, 420});  // dragged, with the button down
+  input.button(2, false);
+  input.key("j", 38, true);
+  input.key("j", 38, false);
+  input.setModifiers(kCGEventFlagMaskAlternate);
+  agent.runUntil(2);
+  EXPECT_EQ(waitingCallCount(Waiting::handleMDown_event_cgEvent), 1u);
+  EXPECT_EQ(waitingCallCount(Waiting::handleMDragged_event_cgEvent), 1u);
+  EXPECT_EQ(waitingCallCount(Waiting::handleMUp_event_cgEvent), 1u);
+  EXPECT_EQ(waitingCallCount(Waiting::handleKeyUpDown_event_cgEvent), 2u);
+  EXPECT_EQ(waitingCallCount(Waiting::handleFlags_event_cgEvent), 1u);
+  EXPECT_EQ(agent.linesOfKind("deliver").size(), 6u);
+  EXPECT_TRUE(agent.linesOfKind("swallow").empty());
 }
 
 TEST_F(DispatcherTest, StopAllScrollingEndsTriggeredModesButNotACoast) {

@@ -48,14 +48,14 @@ TEST(ScenarioPrefsTest, SettingsAreWrittenAsThePaneWritesThemAndReadBack) {
   sim::writeScenarioPrefs(*s.prefs, settings.session());
   PrefsRecord& r = settings.start();
   EXPECT_EQ(r.dragSlop, 9);
-  EXPECT_EQ(r.wheelCoastVOn, 0);
-  EXPECT_EQ(r.wheelSpeed, 300);  // the marker is set: no migration
+  EXPECT_EQ(r.wheel.wheelCoastVOn, 0);
+  EXPECT_EQ(r.wheel.wheelSpeed, 300);  // the marker is set: no migration
   prefs_switchToPrefsForPid(501);
-  EXPECT_EQ(r.wheelReverseY, 1);
-  EXPECT_EQ(r.wheelSpeed, 200);
+  EXPECT_EQ(r.wheel.wheelReverseY, 1);
+  EXPECT_EQ(r.wheel.wheelSpeed, 200);
   prefs_switchToPrefsForPid(502);
   EXPECT_EQ(bgprefs_statics().sCurSettingsTarget, 2);
-  EXPECT_EQ(r.padCoastFactor, 0);  // 0.5 read as an integer
+  EXPECT_EQ(r.pad.padCoastFactor, 0);  // 0.5 read as an integer
 }
 
 TEST(ScenarioPrefsTest, DomainWeWriteIsABinaryPropertyListPlistlibReads) {
@@ -129,7 +129,11 @@ TEST(PrefsToolTest, PrintsTheExactRecordForADomainAnotherProgramWrote) {
         {{{"settings", {{"wheelSpeed", 300}, {"wheelCoastFactor", 850}}}},
          {{"bid", "com.example.reader"},
           {"creator", 1094861636},
-          {"settings", {{"autoScrollSpeed", 300}, {"keysUp", 0x0301}, {"vectorVspeed", 60}}}}}}},
+          {"settings",
+           {{"autoScrollSpeed", 300},
+            {"keysUp", 0x0301},
+            {"vectorVspeed", 60},
+            {"hoverVmax", "tall"}}}}}}},
       "python-domain.plist");
   fs::path out = scratch("prefs.json");
   std::string command =
@@ -155,7 +159,15 @@ TEST(PrefsToolTest, PrintsTheExactRecordForADomainAnotherProgramWrote) {
   EXPECT_EQ(reader["record"]["keysHoldMod"], json({1, 2, 0, 0, 1}));
   EXPECT_EQ(reader["record"]["keysPressMod"], json({3, 0, 2, 3, 3}));
   EXPECT_EQ(reader["record"]["vectorVspeed"], 5);
-  // Every field of the record, by its name, in declaration order.
+  EXPECT_EQ(reader["record"]["hoverVmax"], 50);
+  // The agent passes over what it cannot use without a word: the report says it.
+  EXPECT_EQ(
+      sim::reportPrefsFile(domain.string()).notes,
+      std::vector<std::string>{"appList[1]: hoverVmax is not a number; it takes its default"});
+  // Every field of the record, by its name (qualified by its block where both blocks have
+  // it), in declaration order.
+  EXPECT_EQ(all["record"]["wheel.wacomCompatible"], 0);
+  EXPECT_EQ(all["record"]["pad.wacomCompatible"], 0);
   EXPECT_EQ(reader["record"].size(), all["record"].size());
   EXPECT_EQ(all["record"].size(), 134u);
   EXPECT_EQ(all["record"].begin().key(), "hoverActiveOnly");

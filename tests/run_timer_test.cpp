@@ -184,11 +184,17 @@ TEST_F(RunTimerTest, OverTheAgentsOwnWindowThePassEndsBeforeTheBarsAreHandedOver
                              {900, 400, {{350, 350}, {100, 100}}, "", 0, false, {}});
   s().accessibility().rebuild();
   s().at(2, [this] { s().input().moveTo({401, 401}); });
-  s().at(2.5, [this] { s().input().moveTo({650, 450}); });  // off the overlay, same window
-  agent.runUntil(2.2);
+  s().at(3.5, [this] { s().input().moveTo({650, 450}); });  // off the overlay, same window
+  agent.runUntil(3);
   EXPECT_EQ(bgDelegate_statics().sCursorPid, 400);
+  // A pass that went on would have looked at the overlay's window and handed that over.
   EXPECT_EQ(bgDelegate_statics().eventThreadBars.windowNumber, 101u);
   EXPECT_EQ(bgDelegate_statics().bars.windowNumber, 101u);
+  double handedOverBefore = lastRun();
+  agent.runUntil(4);
+  EXPECT_EQ(bgDelegate_statics().sCursorPid, 501);
+  EXPECT_GT(lastRun(), handedOverBefore);
+  EXPECT_EQ(bgDelegate_statics().eventThreadBars.windowNumber, 101u);
 }
 
 TEST_F(RunTimerTest, DisabledForPidAnswersForTheApplicationUnderTheCursor) {

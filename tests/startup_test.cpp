@@ -138,15 +138,17 @@ TEST(PermissionTest, BeforeYosemiteStartUpDoesNotWaitForThePermission) {
 TEST(PaneMessagesTest, RereadsSettingsQuitsAndInterceptsKeysOnRequestAndIgnoresTheRest) {
   AgentSession agent(withPane());
   vsession::VirtualSession& s = agent.session();
-  EXPECT_EQ(prefs_bgprefs()->wheelReverseY, 0);
+  EXPECT_EQ(prefs_bgprefs()->wheel.wheelReverseY, 0);
 
   sim::ScenarioPrefs changed;
   changed.all["wheelReverseY"] = PlistValue(1);
   sim::writeScenarioPrefs(changed, s);
-  s.at(1, [&s] { s.paneSend({{"m", PlistValue(3)}}); });
+  s.at(1.5, [&s] { s.paneSend({{"m", PlistValue(3)}}); });
   s.at(2, [&s] { s.paneSend({{"m", PlistValue(10.0)}}); });
   agent.runUntil(2.5);
-  EXPECT_EQ(prefs_bgprefs()->wheelReverseY, 1);
+  EXPECT_EQ(prefs_bgprefs()->wheel.wheelReverseY, 1);
+  // The reread is followed by a pass, which takes the new settings to the event thread.
+  EXPECT_EQ(bgDelegate_statics().lastRun, s.absolute(1.5));
   EXPECT_TRUE(state_interceptNextKeypress());
 
   s.at(3, [&s] { s.paneSend({{"m", PlistValue(11)}}); });

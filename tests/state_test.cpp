@@ -69,14 +69,4 @@ TEST_F(StateTest, WindowRectIsCopiedOutEvenWhenNoWindowIsStored) {
   EXPECT_EQ(out, (IRect{5, 6, 7, 8}));
 }
 
-TEST_F(StateTest, CurrentBundleIdentifierHandedOutOutlivesALaterChange) {
-  EXPECT_EQ(state_currentAppBid(), nullptr);
-  state_setCurrentAppBid(std::make_shared<const std::string>("com.example.reader"));
-  BidRef kept = state_currentAppBid();
-  state_setCurrentAppBid(nullptr);
-  ASSERT_NE(kept, nullptr);
-  EXPECT_EQ(*kept, "com.example.reader");
-  EXPECT_EQ(state_currentAppBid(), nullptr);
-}
-
 }  // namespace

@@ -76,7 +76,7 @@ TEST_F(BadWheelInputTest, HugeDeltasAreBrakedByTheSizeLimit) {
 }
 
 TEST_F(BadWheelInputTest, UnknownPhasesAndAMomentumEndThatNeverComesBack) {
-  prefs_bgprefs()->padCoastVOn = 1;
+  prefs_bgprefs()->pad.padCoastVOn = 1;
   raw(1.0, {{88, 1}, {96, -30}, {99, 77}, {123, 9}});
   raw(1.01, {{88, 1}, {96, -30}, {99, 2}});
   raw(1.02, {{88, 1}, {96, -30}, {99, 4}});

@@ -101,15 +101,17 @@ TEST_F(ShapingTest, MultipliersScaleTheIntegerFieldsInSinglePrecisionAndReversal
 }
 
 TEST_F(IntakeTest, WithCoastingOffAnUnshapedTickPassesUntouchedAndAShapedOneIsRewritten) {
-  prefs.wheelCoastVOn = 0;
-  agent.input().wheel(0, -2, CGPoint{0, -23});
-  prefs.wheelReverseY = 1;
-  agent.input().wheel(0, -2, CGPoint{0, -23});
+  prefs.wheel.wheelCoastVOn = 0;
+  // Pixel deltas with a fraction: any rewrite would leave whole numbers behind.
+  agent.input().wheel(0, -2, CGPoint{0, -23.5});
+  prefs.wheel.wheelReverseY = 1;
+  agent.input().wheel(0, -2, CGPoint{0, -23.5});
   agent.runUntil(now());
   auto d = wheelsDelivered(false);
   ASSERT_EQ(d.size(), 2u);
   EXPECT_EQ(d[0]["d1"], -2);
-  EXPECT_EQ(d[0]["px1"], -23.0);
+  EXPECT_EQ(d[0]["px1"], -23.5);
+  EXPECT_EQ(d[0]["fp1"], -2.0);
   EXPECT_EQ(d[1]["d1"], 2);
   EXPECT_EQ(d[1]["px1"], 23.0);
   EXPECT_EQ(d[1]["fp1"], 2.0);
@@ -164,7 +166,7 @@ TEST_F(IntakeTest, OwnEventsAreSwallowedOnlyWhileCancelled) {
 }
 
 TEST_F(IntakeTest, ARealEventDuringTheAgentsMomentumIsRepostedBehindTheEndMarker) {
-  prefs.wheelCoastVOn = 0;
+  prefs.wheel.wheelCoastVOn = 0;
   agent.runUntil(1);
   state_setPostingMomentum(true);
   state_setCurMomentumPhase(2);
@@ -181,7 +183,7 @@ TEST_F(IntakeTest, ARealEventDuringTheAgentsMomentumIsRepostedBehindTheEndMarker
 }
 
 TEST_F(IntakeTest, RepostModeEndsAfterTheSixthRepostWhenTheMarkerNeverComesBack) {
-  prefs.wheelCoastVOn = 0;
+  prefs.wheel.wheelCoastVOn = 0;
   agent.runUntil(1);
   state_setRepostWheelEventsUntilMomentumEnd(true);
   event.sRepostCount = 0;
@@ -195,22 +197,32 @@ TEST_F(IntakeTest, RepostModeEndsAfterTheSixthRepostWhenTheMarkerNeverComesBack)
 }
 
 TEST_F(IntakeTest, ADisablingModifierPassesTheEventAndChangesNoState) {
-  prefs.wheelDisWOption = 1;
-  state_setIsMultiTouch(true);  // the pad block holds no disabling modifier...
-  prefs.padDisWOption = 1;      // ...until it does
+  // The flag says a wheel: the wheel block's modifier decides, and the trackpad event that
+  // it disables must not make the flag say otherwise.
+  prefs.wheel.wheelDisWOption = 1;
   agent.session().world().modifierFlags = kCGEventFlagMaskAlternate;
-  pad(0, -30, vsession::kScrollPhaseChanged);
-  agent.session().world().modifierFlags = 0;
+  pad(0, -30.5, vsession::kScrollPhaseChanged);
+  agent.runUntil(now());
+  auto d = wheelsDelivered(false);
+  ASSERT_EQ(d.size(), 1u);
+  EXPECT_EQ(d[0]["px1"], -30.5);
+  EXPECT_FALSE(state_isMultiTouch());
+  EXPECT_FALSE(event.sHavePhases);
+  EXPECT_EQ(event.sTimeOfLastWheelEvent, 0);
+
+  // The same with the trackpad's block in force.
+  state_setIsMultiTouch(true);
+  prefs.pad.padDisWOption = 1;
   agent.input().wheel(0, -1, std::nullopt);
   agent.runUntil(now());
-  EXPECT_EQ(wheelsDelivered(false).size(), 1u);
-  EXPECT_FALSE(event.sHavePhases);
-  EXPECT_EQ(event.sTimeOfLastWheelEvent, agent.session().absolute(now()));
+  EXPECT_EQ(wheelsDelivered(false).size(), 2u);
+  EXPECT_TRUE(state_isMultiTouch());
+  EXPECT_EQ(event.sTimeOfLastWheelEvent, 0);
 }
 
 TEST_F(IntakeTest, AGestureWithinTwoTenthsOfASecondMakesAWheelEventMultiTouch) {
-  prefs.wheelCoastVOn = 0;
-  prefs.padCoastVOn = 0;
+  prefs.wheel.wheelCoastVOn = 0;
+  prefs.pad.padCoastVOn = 0;
   at(1.0, [this] {
     evtapMMoved_setEnabled(true);
     touch();
@@ -228,13 +240,57 @@ TEST_F(IntakeTest, AGestureWithinTwoTenthsOfASecondMakesAWheelEventMultiTouch) {
 }
 
 TEST_F(IntakeTest, PhasesAreForgottenAfterAPauseOfMoreThanAThirdOfASecond) {
-  prefs.padCoastVOn = 1;
+  prefs.pad.padCoastVOn = 1;
   at(1.0, [this] { pad(0, -20, vsession::kScrollPhaseChanged); });
   agent.runUntil(1.01);
   EXPECT_TRUE(event.sHavePhases);
   at(1.4, [this] { agent.input().wheel(0, -1, std::nullopt); });
   agent.runUntil(1.41);
   EXPECT_FALSE(event.sHavePhases);
+}
+
+// What the intake makes of the speed settings and the modifiers, seen in what reaches the
+// application with coasting off.
+TEST_F(IntakeTest, SpeedModifierAndReversalWithItsModifierShapeTheTick) {
+  prefs.wheel.wheelCoastVOn = 0;
+  prefs.wheel.wheelModSpeed = 4;  // Option, the default speed modifier
+  prefs.wheel.wheelReverseY = 1;
+  prefs.wheel.wheelReverseX = 1;
+  prefs.wheel.wheelReverseOnlyWithModOn = 1;  // Control, the default reverse modifier
+  const struct {
+    uint64_t flags;
+    uint8_t modSpeedXOn;
+    int64_t lines1, lines2;
+  } cases[] = {
+      {0, 1, -1, -1},                          // horizontal reversal needs no modifier
+      {kCGEventFlagMaskControl, 1, 1, -1},     // the vertical one does
+      {kCGEventFlagMaskAlternate, 1, -4, -4},  // the speed modifier, on both axes
+      {kCGEventFlagMaskAlternate, 0, -4, -1},  // ...or only vertically
+  };
+  for (const auto& c : cases) {
+    prefs.wheel.wheelModSpeedXOn = c.modSpeedXOn;
+    agent.session().world().modifierFlags = c.flags;
+    agent.input().wheel(1, -1, std::nullopt);
+    agent.runUntil(now());
+    auto d = wheelsDelivered(false).back();
+    EXPECT_EQ(d["d1"], c.lines1) << c.flags << " " << int{c.modSpeedXOn};
+    EXPECT_EQ(d["d2"], c.lines2) << c.flags << " " << int{c.modSpeedXOn};
+  }
+}
+
+// The newest impulse in the coasting history, in the handlers' convention (the history
+// holds it negated).
+std::pair<float, float> newestImpulse() {
+  const VAremoteStatics& coast = VAremote_statics();
+  const auto& entry = coast.sWheelXYhistory[(coast.sWheelXYindex + 3) % 4];
+  return {-entry.x, -entry.y};
+}
+
+TEST_F(IntakeTest, ADiagonalTickKeepsBothAxesAndADominantOneOnlyItself) {
+  agent.input().wheel(1, -1, std::nullopt);
+  EXPECT_EQ(newestImpulse(), (std::pair<float, float>{1, 1}));
+  agent.input().wheel(1, -2, std::nullopt);
+  EXPECT_EQ(newestImpulse(), (std::pair<float, float>{0, 2}));
 }
 
 class SierraTest : public IntakeTest {
@@ -256,8 +312,8 @@ TEST_F(SierraTest, EarlySierraReadsTheVerticalDeltaFromThePixelField) {
 class PadTest : public IntakeTest {
  protected:
   void SetUp() override {
-    prefs.padCoastVOn = 1;
-    prefs.padCoastHOn = 1;
+    prefs.pad.padCoastVOn = 1;
+    prefs.pad.padCoastHOn = 1;
   }
   void swipe(double start, double y, bool momentum = true) {
     for (const TrackpadStep& s : vsession::swipeSteps(0, y, 0.1, momentum)) {
@@ -267,7 +323,7 @@ class PadTest : public IntakeTest {
 };
 
 TEST_F(PadTest, WithoutLiftingAnEmptyEventIsSwallowedAndSidewaysMovementIsLeftAlone) {
-  prefs.padLiftFingersToCoast = 0;
+  prefs.pad.padLiftFingersToCoast = 0;
   pad(0, 0, vsession::kScrollPhaseMayBegin);
   EXPECT_EQ(swallowed(), 1u);
   pad(-40, -10, vsession::kScrollPhaseChanged);
@@ -277,7 +333,7 @@ TEST_F(PadTest, WithoutLiftingAnEmptyEventIsSwallowedAndSidewaysMovementIsLeftAl
 }
 
 TEST_F(PadTest, WithoutLiftingFingerMovementPassesAndOnlyTheFirstMomentumEventIsSwallowed) {
-  prefs.padLiftFingersToCoast = 0;
+  prefs.pad.padLiftFingersToCoast = 0;
   swipe(1.0, -200);
   agent.runUntil(1.12);
   EXPECT_TRUE(state_doingCoast());  // the coast runs beside the moving fingers
@@ -291,6 +347,13 @@ TEST_F(PadTest, WithoutLiftingFingerMovementPassesAndOnlyTheFirstMomentumEventIs
   // The first momentum event goes, and so does every empty one: touch-down, lift, the end.
   EXPECT_EQ(momentumDelivered, momentumSent - 2);
   EXPECT_EQ(swallowed(), 4u);
+}
+
+TEST_F(PadTest, WithoutLiftingAFingersVerticalImpulseFeedsTheCoastOneAndAHalfTimes) {
+  prefs.pad.padLiftFingersToCoast = 0;
+  pad(-30, -20, vsession::kScrollPhaseChanged);  // mostly sideways: not shaped at all
+  pad(0, -20, vsession::kScrollPhaseChanged);
+  EXPECT_EQ(newestImpulse(), (std::pair<float, float>{0, 3}));  // 2 lines, and half again
 }
 
 TEST_F(PadTest, WhenFingersLiftTheFirstMomentumEventStartsTheCoastTheSwipesWay) {
@@ -320,14 +383,14 @@ TEST_F(PadTest, TouchingAgainStopsTheCoastOnlyWellAfterTheLift) {
 }
 
 TEST_F(PadTest, TheTabletTestStaysOffUntilASettingSwitchesItOn) {
-  prefs.padLiftFingersToCoast = 0;
+  prefs.pad.padLiftFingersToCoast = 0;
   EXPECT_TRUE(wheel_isWholeDelta(-2));
   EXPECT_FALSE(wheel_isWholeDelta(-2.5));
   EXPECT_FALSE(wheel_isWholeDelta(0));
   pad(0, -20, vsession::kScrollPhaseChanged);  // a whole line of 2: shaped all the same
   agent.runUntil(now());
   EXPECT_TRUE(state_doingWheel());
-  prefs.padWacomCompatible = 1;
+  prefs.pad.wacomCompatible = 1;
   state_setDoingWheel(false);
   pad(0, -20, vsession::kScrollPhaseChanged);
   agent.runUntil(now());

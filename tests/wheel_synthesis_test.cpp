@@ -113,7 +113,7 @@ TEST_F(SynthesisTest, ZeroEventIsPostedOnlyAsTheEndOfMomentumMarker) {
 
 TEST_F(SynthesisTest, RepostedCopyKeepsItsOwnUserDataAndFollowsWhatWasPostedBefore) {
   // The copy comes back through the agent's own tap as a real event; unshaped, it passes.
-  prefs_bgprefs()->wheelCoastVOn = 0;
+  prefs_bgprefs()->wheel.wheelCoastVOn = 0;
   CGEventRef real = agent.events().newEvent(kCGEventScrollWheel);
   agent.events().setIntegerValueField(real, kCGScrollWheelEventPointDeltaAxis1, -12);
   state_setPostingMomentum(true);
@@ -154,6 +154,26 @@ TEST_F(CoastTest, SixHundredPixelsASecondPostsNineFirstAndEndsAfterFortyFiveTick
   EXPECT_LE(std::abs(states.back()["px1"].get<int>()), 2);
 }
 
+TEST_F(CoastTest, EachStarterSetsItsDecayAndMarksWhoStartedTheCoast) {
+  PrefsRecord& prefs = *prefs_bgprefs();
+  prefs.grabCoastFactor = 900;
+  prefs.wheel.wheelCoastFactor = 970;
+  prefs.pad.padCoastFactor = 850;
+  const struct {
+    void (*set)();
+    float factor;
+    int startedBy;
+  } starters[] = {{scroll_setCoastFactorForGrab, 0.9f, 1},
+                  {scroll_setCoastFactorForWheel, 0.97f, 2},
+                  {scroll_setCoastFactorForPad, 0.85f, 2},
+                  {scroll_setCoastFactorForKeys, 0.95f, 3}};
+  for (const auto& s : starters) {
+    s.set();
+    EXPECT_FLOAT_EQ(coast.sCoastFactor_float, s.factor);
+    EXPECT_EQ(state_coastStartedBy(), s.startedBy);
+  }
+}
+
 TEST_F(CoastTest, MergeAveragesTheSameDirectionAndStopsAnOpposedAxis) {
   start(-200, 600);
   start(-100, 300);
@@ -182,12 +202,31 @@ TEST_F(CoastTest, TheTimerIsMadeOnceAndParkedBetweenCoasts) {
 }
 
 TEST_F(CoastTest, StopWithoutACoastDoesNothingAndAStopTimeEndsTheCoast) {
+  // Everything a stop would do shows here: the timer parked again, the end marker of the
+  // momentum being posted, the follow-up marker from the event thread.
+  start(0, 600);
+  stopCoast();
+  RunLoops& loops = *agent.session().platform().runLoops;
+  double parkedUntil = loops.timerGetNextFireDate(coast.sCoastTimer);
+  agent.runUntil(now() + 1);
   state_setDoingWheel(true);
   state_setIsMultiTouch(true);
+  state_setPostingMomentum(true);
+  state_setCurMomentumPhase(2);
+  coast.sCoastY = 300;
+  int eventThreadWakes = 0;
+  agent.session().scheduler().setWakeObserver([&](vsession::LaneId lane, const char*) {
+    eventThreadWakes += agent.session().scheduler().laneName(lane) == "event";
+  });
   stopCoast();
   agent.runUntil(now() + 0.1);
   EXPECT_TRUE(posted().empty());
+  EXPECT_EQ(eventThreadWakes, 0);
+  EXPECT_EQ(loops.timerGetNextFireDate(coast.sCoastTimer), parkedUntil);
+  EXPECT_EQ(coast.sCoastY, 300);
+  agent.session().scheduler().setWakeObserver(nullptr);
 
+  state_setPostingMomentum(false);
   start(0, 6000, agent.session().absolute(now()) - 1);  // a stop time already past
   agent.runUntil(now() + 0.1);
   EXPECT_FALSE(state_doingCoast());
@@ -250,8 +289,8 @@ TEST_F(EstimatorTest, ImpulsesCloserThanEightMillisecondsGiveNoSpeed) {
 TEST_F(EstimatorTest, TrackpadImpulsesWeighMoreAndAnAxisThatMayNotCoastIsRefused) {
   state_setIsMultiTouch(true);  // the pad block: coasting off by default
   EXPECT_FALSE(impulse(1.0, 0, -3));
-  prefs_bgprefs()->padCoastVOn = 1;
-  prefs_bgprefs()->padCoastHOn = 1;
+  prefs_bgprefs()->pad.padCoastVOn = 1;
+  prefs_bgprefs()->pad.padCoastHOn = 1;
   ASSERT_TRUE(impulse(2.0, 0, -3));
   ASSERT_TRUE(impulse(2.05, 0, -3));
   EXPECT_NEAR(lastY, 5 * 3 / 0.05, 0.01);

@@ -22,7 +22,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   for (size_t i = 0; i < appList.size(); ++i) {
     PrefsRecord record;
     switch_prefs_toSettingsTarget_inAppList(&record, static_cast<int32_t>(i), appList);
-    if (record.wheelActiveHere != 1 || record.vectorVspeed == 0 || record.dragSlop != 0) {
+    if (record.wheel.wheelActiveHere != 1 || record.vectorVspeed == 0 || record.dragSlop != 0) {
       std::abort();  // fields every fill writes, and one it leaves alone
     }
   }

@@ -14,13 +14,34 @@ namespace {
 using nlohmann::ordered_json;
 using port::PlistValue;
 
+// A block's field by its own name; one that does not carry the block's name, as
+// wacomCompatible in both blocks, is qualified by it ("pad.wacomCompatible").
+std::string blockFieldName(const char* block, const char* field) {
+  std::string name = field;
+  return name.starts_with(block) ? name : std::string(block) + "." + name;
+}
+
+void listBlock(ordered_json& out, const WheelBlock& b) {
+#define VARSEL_FIELD(type, name) out[blockFieldName("wheel", #name)] = b.name;
+  VARSEL_WHEEL_BLOCK_FIELDS(VARSEL_FIELD)
+#undef VARSEL_FIELD
+}
+
+void listBlock(ordered_json& out, const PadBlock& b) {
+#define VARSEL_FIELD(type, name) out[blockFieldName("pad", #name)] = b.name;
+  VARSEL_PAD_BLOCK_FIELDS(VARSEL_FIELD)
+#undef VARSEL_FIELD
+}
+
 ordered_json recordJson(const PrefsRecord& r) {
   ordered_json out = ordered_json::object();
 #define VARSEL_FIELD(type, name) out[#name] = r.name;
 #define VARSEL_ARRAY(type, name, n) out[#name] = std::vector<type>(r.name, r.name + n);
-  VARSEL_PREFS_RECORD_FIELDS(VARSEL_FIELD, VARSEL_ARRAY)
+#define VARSEL_BLOCK(type, name) listBlock(out, r.name);
+  VARSEL_PREFS_RECORD_FIELDS(VARSEL_FIELD, VARSEL_ARRAY, VARSEL_BLOCK)
 #undef VARSEL_FIELD
 #undef VARSEL_ARRAY
+#undef VARSEL_BLOCK
   return out;
 }
 
@@ -31,6 +52,43 @@ ordered_json entryJson(const PlistValue& element, const char* key) {
   if (const std::string* s = v.string()) return *s;
   if (auto* n = std::get_if<int64_t>(&v.value)) return *n;
   return nullptr;
+}
+
+bool isNumber(const PlistValue& v) {
+  return std::holds_alternative<int64_t>(v.value) || std::holds_alternative<double>(v.value) ||
+         std::holds_alternative<bool>(v.value);
+}
+
+// What in the stored list the agent cannot use, and what it does instead: it passes over
+// such things without a word, so the report says it.
+std::vector<std::string> listProblems(const PlistValue& domain) {
+  const port::PlistDict& top = *domain.dict();
+  auto stored = top.find("appList");
+  if (stored == top.end()) return {};
+  const port::PlistArray* list = stored->second.array();
+  if (!list) return {"appList is not an array: every setting takes its default"};
+  std::vector<std::string> problems;
+  for (size_t i = 0; i < list->size(); ++i) {
+    std::string entry = "appList[" + std::to_string(i) + "]";
+    const port::PlistDict* element = (*list)[i].dict();
+    const PlistValue* data = element && element->count("data") ? &element->at("data") : nullptr;
+    std::optional<PlistValue> settings;
+    if (data && data->data()) {
+      settings = port::platform().keyedArchiver->unarchiveObjectWithData(*data->data());
+    }
+    if (!settings || !settings->dict()) {
+      problems.push_back(
+          entry + ": its settings cannot be read; " +
+          (i == 0 ? "every setting takes its default" : "the settings for all applications apply"));
+      continue;
+    }
+    for (const auto& [key, value] : *settings->dict()) {
+      if (!isNumber(value)) {
+        problems.push_back(entry + ": " + key + " is not a number; it takes its default");
+      }
+    }
+  }
+  return problems;
 }
 
 }  // namespace
@@ -48,6 +106,7 @@ PrefsReport reportPrefsFile(const std::string& path) {
   agent_resetModules();
 
   PrefsReport report;
+  report.notes = listProblems(*plist.value);
   int prefsVers = getIntValueFromPrefs_key_defaultVal("prefsVers", 0);
   bgprefs reader;
   reader.readPrefs();
@@ -74,7 +133,7 @@ PrefsReport reportPrefsFile(const std::string& path) {
                     {"record", recordJson(record)}});
   }
   report.json["appList"] = std::move(list);
-  report.notes = session.logLines();
+  for (const std::string& line : session.logLines()) report.notes.push_back(line);
   agent_resetModules();
   port::setPlatform(nullptr);
   return report;

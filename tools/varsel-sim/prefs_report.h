@@ -18,7 +18,8 @@ class PrefsFileError : public std::runtime_error {
 struct PrefsReport {
   // {"global": {...}, "appList": [{"bid", "creator", "record": {field: value}}]}
   nlohmann::ordered_json json;
-  std::vector<std::string> notes;  // what the agent logged while reading
+  // What the agent cannot use in the file, then what it logged while reading.
+  std::vector<std::string> notes;
 };
 
 // Reads `path` the way the agent does at start-up, migration included, working on a copy.

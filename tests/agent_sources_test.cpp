@@ -1,12 +1,16 @@
-// The agent reaches the system only through the ports: its sources include the C++ standard
-// library and the project's own headers, never a system header.
+// What the agent's sources must hold: only the C++ standard library and the project's own
+// headers, never a system header; and a call site for every waiting call, whose module has
+// not landed yet.
 #include <gtest/gtest.h>
 
 #include <filesystem>
 #include <fstream>
 #include <set>
+#include <sstream>
 #include <string>
 #include <utility>
+
+#include "waitingCalls.h"
 
 namespace {
 
@@ -32,7 +36,7 @@ std::pair<char, std::string> includedHeader(const std::string& line) {
   return {line[open], line.substr(open + 1, close - open - 1)};
 }
 
-TEST(AgentHeadersTest, AgentIncludesOnlyTheStandardLibraryAndItsOwnHeaders) {
+TEST(AgentSourcesTest, AgentIncludesOnlyTheStandardLibraryAndItsOwnHeaders) {
   int files = 0;
   for (const char* dir : {"bg", "acc"}) {
     for (const auto& entry : fs::recursive_directory_iterator(fs::path(VARSEL_SOURCE_DIR) / dir)) {
@@ -55,6 +59,25 @@ TEST(AgentHeadersTest, AgentIncludesOnlyTheStandardLibraryAndItsOwnHeaders) {
     }
   }
   EXPECT_GT(files, 5);
+}
+
+std::string agentSources() {
+  std::ostringstream all;
+  for (const auto& entry : fs::directory_iterator(fs::path(VARSEL_SOURCE_DIR) / "bg")) {
+    if (entry.path().filename().string().starts_with("waitingCalls")) continue;
+    all << std::ifstream(entry.path()).rdbuf();
+  }
+  return all.str();
+}
+
+TEST(AgentSourcesTest, EveryWaitingCallIsMadeAndWaitsForAModuleThatHasNotLanded) {
+  std::string sources = agentSources();
+  for (const WaitingCall& w : kWaitingCalls) {
+    EXPECT_FALSE(fs::exists(fs::path(VARSEL_SOURCE_DIR) / w.file))
+        << w.file << " has landed: make the call to " << w.callee << " and remove its entry";
+    EXPECT_NE(sources.find(std::string("Waiting::") + w.name), std::string::npos)
+        << "no call site waits for " << w.callee;
+  }
 }
 
 }  // namespace

@@ -1,0 +1,83 @@
+// Calls into modules that have not landed yet, in one list. The agent makes each such call
+// at the place and under the conditions where the finished agent makes it, through
+// waitingCall, which only counts it; around the call the agent behaves as though the module
+// were there with nothing running (no hover, no grab, no key repeat). When a module lands,
+// its entries go and each call site makes the real call: a test fails while a module's
+// file exists and entries still name it.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+// Each entry: the call, the callee as the reference names it, and the file the callee will
+// live in, from the project's root.
+// clang-format off
+#define VARSEL_WAITING_CALLS(X)                                                            \
+  X(hover_initPrefs, "hover_initPrefs", "bg/VAhover.cpp")                                  \
+  X(hover_hideZones, "hover_hideZones", "bg/VAhover.cpp")                                  \
+  X(hover_updateRects, "hover_updateRects", "bg/VAhover.cpp")                              \
+  X(hover_willEventStopHover, "hover_willEventStopHover", "bg/VAhover.cpp")                \
+  X(hover_startAutoScroll, "hover_startAutoScroll", "bg/VAhover.cpp")                      \
+  X(stopHoverTimer, "stopHoverTimer", "bg/VAhover.cpp")                                    \
+  X(setHoverLow, "setHoverLow", "bg/VAhover.cpp")                                          \
+  X(zonesWcontroller_fadeZones, "fadeZones:", "bg/VAshow.cpp")                             \
+  X(zonesWcontroller_showActiveZones, "showActiveZones:", "bg/VAshow.cpp")                 \
+  X(zonesWcontroller_zoneRects, "upZoneRect, downZoneRect", "bg/VAshow.cpp")               \
+  X(grab_initPrefs, "grab_initPrefs", "bg/VAgrab.cpp")                                     \
+  X(grabStart_unflippedPoint, "grabStart_unflippedPoint", "bg/VAgrab.cpp")                 \
+  X(grabContinue_event_cgEvent, "grabContinue_event_cgEvent", "bg/VAgrab.cpp")             \
+  X(grabStop_event_cgEvent, "grabStop_event_cgEvent", "bg/VAgrab.cpp")                     \
+  X(vector_initPrefs, "vector_initPrefs", "bg/VAvector.cpp")                               \
+  X(vectorStart_point, "vectorStart_point", "bg/VAvector.cpp")                             \
+  X(vectorContinue_event_cgEvent, "vectorContinue_event_cgEvent", "bg/VAvector.cpp")       \
+  X(vectorStop_event_cgEvent, "vectorStop_event_cgEvent", "bg/VAvector.cpp")               \
+  X(keys_initPrefs, "keys_initPrefs", "bg/VAkeys.cpp")                                     \
+  X(keys_doAction, "keys_doAction", "bg/VAkeys.cpp")                                       \
+  X(keys_doRepeat, "keys_doRepeat", "bg/VAkeys.cpp")                                       \
+  X(resetScrollKeysState, "resetScrollKeysState", "bg/VAkeys.cpp")                         \
+  X(stopScrollKeysRepeat, "stopScrollKeysRepeat", "bg/VAkeys.cpp")                         \
+  X(cursor_showOpenHand, "cursor_showOpenHand", "bg/VAcursor.cpp")                         \
+  X(cursor_backToNormalOScursor, "cursor_backToNormalOScursor", "bg/VAcursor.cpp")         \
+  X(handleMDown_event_cgEvent, "handleMDown_event_cgEvent", "bg/VAevent_mouse.cpp")        \
+  X(handleMUp_event_cgEvent, "handleMUp_event_cgEvent", "bg/VAevent_mouse.cpp")            \
+  X(handleMDragged_event_cgEvent, "handleMDragged_event_cgEvent", "bg/VAevent_mouse.cpp")  \
+  X(handleFlags_event_cgEvent, "handleFlags_event_cgEvent", "bg/VAevent_keys.cpp")         \
+  X(handleKeyUpDown_event_cgEvent, "handleKeyUpDown_event_cgEvent", "bg/VAevent_keys.cpp") \
+  X(is_keypressSince_orOtherModDownInMods_thanMod_isDownPtr,                               \
+    "is_keypressSince_orOtherModDownInMods_thanMod_isDownPtr", "bg/VAevent_keys.cpp")      \
+  X(prefs_switchToOfstsForBars_pid, "prefs_switchToOfstsForBars_pid",                      \
+    "bg/Commonprefs_offsets.cpp")                                                          \
+  X(handleURLEvent_withReplyEvent, "handleURLEvent:withReplyEvent:", "bg/bgDelegate_url.cpp") \
+  X(install_start, "start", "bg/VAinstall.cpp")                                            \
+  X(checkNeedToRemovePrevVersion, "checkNeedToRemovePrevVersion", "bg/VAinstall.cpp")      \
+  X(install_setOpenAtLogin, "install_setOpenAtLogin", "bg/VAinstall.cpp")                  \
+  X(bgAppDelegate_validatePath, "bgAppDelegate_validatePath", "bg/VAinstall.cpp")          \
+  X(prefs_scheduleUpdateCheck, "prefs_scheduleUpdateCheck", "bg/tarnwickCkUpdate.cpp")
+// clang-format on
+
+enum class Waiting : uint8_t {
+#define VARSEL_WAITING_ENUM(call, callee, file) call,
+  VARSEL_WAITING_CALLS(VARSEL_WAITING_ENUM)
+#undef VARSEL_WAITING_ENUM
+};
+
+struct WaitingCall {
+  Waiting call;
+  const char* name;  // as the call sites spell it
+  const char* callee;
+  const char* file;
+};
+
+inline constexpr WaitingCall kWaitingCalls[] = {
+#define VARSEL_WAITING_ENTRY(call, callee, file) {Waiting::call, #call, callee, file},
+    VARSEL_WAITING_CALLS(VARSEL_WAITING_ENTRY)
+#undef VARSEL_WAITING_ENTRY
+};
+inline constexpr size_t kWaitingCallCount = sizeof kWaitingCalls / sizeof kWaitingCalls[0];
+
+// The call is reached: counted, nothing else. No allocation and no lock, so the event
+// thread may reach it.
+void waitingCall(Waiting call);
+// How often the call was reached since the modules were last reset.
+uint32_t waitingCallCount(Waiting call);
+void waitingCalls_reset();
