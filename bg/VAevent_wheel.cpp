@@ -17,9 +17,9 @@
 using namespace port;
 
 namespace {
-constexpr uint32_t kLion = 0x100700;              // 10.7: phases on the Cocoa event
-constexpr uint32_t kLastBeforeSierra = 0x1010FF;  // 10.11.x and before
-constexpr uint32_t kSierraEarly = 0x101200;       // 10.12.0 and 10.12.1
+constexpr uint32_t kLion = 0x100700;          // 10.7: phases on the Cocoa event
+constexpr uint32_t kLastYosemite = 0x1010FF;  // every 10.10.x, and all before
+constexpr uint32_t kSierraEarly = 0x101200;   // 10.12.0 and 10.12.1
 constexpr double kPhasesForgottenAfter = 0.35;
 constexpr double kTouchCountsFor = 0.2;
 constexpr double kTouchStopsCoastAfter = 0.08;
@@ -142,7 +142,7 @@ CGEventRef handleWheel_event_cgEvent_overlayWindow(NSEventRef event, CGEventRef 
   vars.shiftDown = (flags & kCGEventFlagMaskShift) != 0;
   double dx, dy;
   uint32_t version = sysvers();
-  if (version <= kLastBeforeSierra) {
+  if (version <= kLastYosemite) {
     dx = cocoa.deltaX(event);
     dy = cocoa.deltaY(event);
     vars.shiftDown = false;

@@ -214,15 +214,16 @@ void VAux::updateBars_andWindowRect(Bars* b, IRect* r) {
   AXUIElementRef childToSkip = nullptr;
   AXUIElementRef window = nullptr;
   int32_t climbsLeft = kClimbs;
-  bool skipLook = false;
+  // A bar under the cursor is taken with its parent at once and the walk climbs from it.
+  bool lookedAt = false;
   if (role == "AXScrollBar") {
     if (AXUIElementRef parent = VAutils::parentOfUIElement(current)) {
       addIfValid_sbar_parent(current, parent);
-      skipLook = true;
+      lookedAt = true;
     }
   }
-  for (;; skipLook = false) {
-    if (!skipLook) {
+  for (;; lookedAt = false) {
+    if (!lookedAt) {
       // A deliberate trace kept for those applications, whose trees are unusual.
       if (contains(lowercased(state_currentAppBid()), "microsoft")) {
         platform().systemLog->log("role: " + role.value_or("(null)"));

@@ -252,17 +252,22 @@ TEST_F(DispatcherTest, ButtonKeyAndModifierEventsGoToTheirHandlersAndPassUntilTh
   EXPECT_TRUE(agent.linesOfKind("swallow").empty());
 }
 
-TEST_F(DispatcherTest, StopAllScrollingEndsTriggeredModesButNotACoast) {
-  state_setDoingWheel(true);
-  state_setDoingCoast(true);
-  void (*const started[])(bool) = {
-      state_setDoingAutoScrollWurl,  state_setDoingVectorWurl,
-      state_setDoingGrabWToggle,     state_setDoingGrabWScrollKey,
-      state_setDoingGrabWHotKeyOnly, state_setDoingGrabWHotKeyAndButton,
-      state_setDoingGrabWurl,        state_setDraggingHoverZone,
-      state_setInterceptNextKeypress};
+TEST_F(DispatcherTest, StopAllScrollingEndsEveryModeButACoastAndEachStarterThenBeginsItsOwn) {
+  state_setDoingGrab(true);
+  state_setDoingVector(true);
+  state_setDoingHover(true);
+  void (*const started[])(bool) = {state_setDoingAutoScrollWurl,
+                                   state_setDoingVectorWurl,
+                                   state_setDoingGrabWToggle,
+                                   state_setDoingGrabWScrollKey,
+                                   state_setDoingGrabWHotKeyOnly,
+                                   state_setDoingGrabWHotKeyAndButton,
+                                   state_setDoingGrabWurl,
+                                   state_setDraggingHoverZone,
+                                   state_setInterceptNextKeypress,
+                                   state_setDoingWheel,
+                                   state_setDoingCoast};
   for (auto set : started) set(true);
-  state_setDoingWheel(true);
   event.sIsLastMdownInHoverZone = 1;
   stopAllScrolling();
   const VAstateStatics& s = VAstate_statics();
@@ -271,28 +276,33 @@ TEST_F(DispatcherTest, StopAllScrollingEndsTriggeredModesButNotACoast) {
                s.sDoingGrabWHotKeyAndButton || s.sDoingGrabWurl || s.sDraggingHoverZone ||
                s.sInterceptNextKeypress || event.sIsLastMdownInHoverZone);
   EXPECT_TRUE(s.sDoingCoast);
-}
+  // The running grab, vector and hover modes and the keys are told to stop.
+  for (Waiting stop : {Waiting::resetScrollKeysState, Waiting::stopScrollKeysRepeat,
+                       Waiting::cursor_backToNormalOScursor, Waiting::grabStop_event_cgEvent,
+                       Waiting::vectorStop_event_cgEvent, Waiting::setHoverLow}) {
+    EXPECT_EQ(waitingCallCount(stop), 1u) << kWaitingCalls[static_cast<int>(stop)].callee;
+  }
 
-TEST_F(DispatcherTest, UrlStartersStopEverythingThenMarkTheirMode) {
-  state_setDoingGrabWToggle(true);
-  bgDelegate::postVAEvent(13);
-  agent.runUntil(0.1);
-  EXPECT_TRUE(VAstate_statics().sDoingAutoScrollWurl);
-  EXPECT_FALSE(state_doingGrabWToggle());
-
-  bgDelegate::postVAEvent(16);
-  agent.runUntil(0.2);
-  EXPECT_TRUE(state_doingVectorWurl());
-  EXPECT_FALSE(VAstate_statics().sDoingAutoScrollWurl);
-
-  bgDelegate::postVAEvent(15);
-  agent.runUntil(0.3);
-  EXPECT_TRUE(state_doingGrabWurl());
-  EXPECT_FALSE(state_doingVectorWurl());
-
-  bgDelegate::postVAEvent(18);  // "downonce" stops every mode first
-  agent.runUntil(0.4);
-  EXPECT_FALSE(state_doingGrabWurl());
+  // The URL commands' starters stop everything first, then begin their mode.
+  const struct {
+    int kind;
+    const bool& flag;
+    Waiting start;
+  } starters[] = {{13, s.sDoingAutoScrollWurl, Waiting::hover_startAutoScroll},
+                  {14, s.sDoingAutoScrollWurl, Waiting::hover_startAutoScroll},
+                  {15, s.sDoingGrabWurl, Waiting::grabStart_unflippedPoint},
+                  {16, s.sDoingVectorWurl, Waiting::vectorStart_point}};
+  for (const auto& c : starters) {
+    state_setDoingGrabWToggle(true);
+    uint32_t starts = waitingCallCount(c.start);
+    bgDelegate::postVAEvent(c.kind);
+    agent.runUntil(agent.session().elapsed() + 0.001);
+    EXPECT_TRUE(c.flag) << c.kind;
+    EXPECT_FALSE(state_doingGrabWToggle()) << c.kind;
+    EXPECT_EQ(waitingCallCount(c.start), starts + 1) << c.kind;
+  }
+  EXPECT_EQ(waitingCallCount(Waiting::zonesWcontroller_fadeZones), 2u);  // both autoscrolls
+  EXPECT_EQ(waitingCallCount(Waiting::cursor_showOpenHand), 1u);         // the grab's hand
 }
 
 }  // namespace

@@ -2,6 +2,8 @@
 // for reading the settings the way the agent does.
 #pragma once
 
+#include <map>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -18,10 +20,43 @@ using port::PlistArray;
 using port::PlistDict;
 using port::PlistValue;
 
-inline PlistDict numbers(std::initializer_list<std::pair<const char*, int64_t>> entries) {
+// Numbers as the pane stores them, written "wheelSpeed=300 padOn=0"; values may be in hex.
+inline PlistDict numbers(const std::string& text) {
   PlistDict d;
-  for (const auto& [key, value] : entries) d[key] = PlistValue(value);
+  std::istringstream rows(text);
+  for (std::string row; rows >> row;) {
+    size_t equals = row.find('=');
+    d[row.substr(0, equals)] = PlistValue(int64_t{std::stoll(row.substr(equals + 1), nullptr, 0)});
+  }
   return d;
+}
+
+// The fields of `expected`, written as for numbers(), that the record does not hold, each
+// with the value found; empty when all hold. A field's name is its preference key, the
+// blocks' fields included; the arrays' elements are "keysHoldMod0" and on.
+inline std::string differing(const PrefsRecord& r, const std::string& expected) {
+  std::map<std::string, int64_t> byName;
+#define VARSEL_NAMED(type, name) byName[#name] = r.name;
+#define VARSEL_NAMED_WHEEL(type, name) byName[#name] = r.wheel.name;
+#define VARSEL_NAMED_PAD(type, name) byName[#name] = r.pad.name;
+#define VARSEL_NAMED_ARRAY(type, name, n) \
+  for (int i = 0; i < n; ++i) byName[#name + std::to_string(i)] = r.name[i];
+#define VARSEL_NAMED_BLOCK(type, name)
+  VARSEL_PREFS_RECORD_FIELDS(VARSEL_NAMED, VARSEL_NAMED_ARRAY, VARSEL_NAMED_BLOCK)
+  VARSEL_WHEEL_BLOCK_FIELDS(VARSEL_NAMED_WHEEL)
+  VARSEL_PAD_BLOCK_FIELDS(VARSEL_NAMED_PAD)
+#undef VARSEL_NAMED
+#undef VARSEL_NAMED_WHEEL
+#undef VARSEL_NAMED_PAD
+#undef VARSEL_NAMED_ARRAY
+#undef VARSEL_NAMED_BLOCK
+  std::string out;
+  for (const auto& [name, value] : numbers(expected)) {
+    int64_t found = byName.at(name), wanted = std::get<int64_t>(value.value);
+    if (found != wanted)
+      out += " " + name + "=" + std::to_string(found) + ", not " + std::to_string(wanted);
+  }
+  return out;
 }
 
 // An appList element as the pane stores it: identity keys and the archived settings.

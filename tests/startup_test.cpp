@@ -17,22 +17,22 @@ using testing_support::AgentSession;
 using testing_support::twoWindowConfig;
 using Strings = std::vector<std::string>;
 
-vsession::SessionConfig withPane(vsession::SessionConfig config = twoWindowConfig()) {
-  config.paneRunning = true;
+// The two windows, the pane open or not and the permission as given.
+vsession::SessionConfig configWith(bool pane, bool trusted = true) {
+  vsession::SessionConfig config = twoWindowConfig();
+  config.paneRunning = pane;
+  config.accessibilityTrusted = trusted;
   return config;
 }
 
-TEST(SingleInstanceTest, AnotherCopyIsEndedAndGivenTwoSecondsBeforeStartUpGoesOn) {
+TEST(SingleInstanceTest, AnotherCopyIsEndedAndGivenTwoSecondsThenTheAgentsPortMarksThisOne) {
   vsession::SessionConfig config = twoWindowConfig();
-  vsession::VirtualApp older;
+  vsession::VirtualApp& older = config.apps.emplace_back();
   older.pid = 450;
   older.bundleIdentifier = "com.tarnwick.varsel4b";
-  older.name = "Varsel Agent";
-  config.apps.push_back(older);
   AgentSession agent(config, false);
   agent.startAgent();
   agent.runUntil(3);
-
   auto ended = agent.linesOfKind("terminate");
   ASSERT_EQ(ended.size(), 1u);
   EXPECT_EQ(ended[0]["pid"], 450);  // the other copy, not the agent itself
@@ -40,6 +40,9 @@ TEST(SingleInstanceTest, AnotherCopyIsEndedAndGivenTwoSecondsBeforeStartUpGoesOn
   EXPECT_EQ(agent.paneMessages(), Strings{"tlno@2"});
   EXPECT_FALSE(agent.session().terminationRequested());
   EXPECT_NE(VAtapMgr_statics().sTap, nullptr);
+  // The port is named for the user, 501.
+  EXPECT_NE(agent.session().messagePorts().createRemote("com.tarnwick.v4b501"), nullptr);
+  EXPECT_EQ(agent.session().messagePorts().createRemote("com.tarnwick.v4b502"), nullptr);
 }
 
 TEST(SingleInstanceTest, AnAgentAlreadyAnsweringOnTheUsersPortMakesTheNewOneQuit) {
@@ -53,57 +56,39 @@ TEST(SingleInstanceTest, AnAgentAlreadyAnsweringOnTheUsersPortMakesTheNewOneQuit
   EXPECT_EQ(agent.session().accessibility().calls(), 0u);
 }
 
-TEST(SingleInstanceTest, TheAgentsOwnPortMarksItForTheNextCopy) {
-  AgentSession agent;
-  EXPECT_NE(agent.session().messagePorts().createRemote("com.tarnwick.v4b501"), nullptr);
-  EXPECT_EQ(agent.session().messagePorts().createRemote("com.tarnwick.v4b502"), nullptr);
-}
-
+// With the pane closed only the notice of a copy run from where it was downloaded goes out.
 TEST(PermissionTest, MissingAtLaunchTheAgentAsksEverySecondTapsNothingThenStartsOnceGranted) {
-  vsession::SessionConfig config = withPane();
-  config.accessibilityTrusted = false;
-  config.accessibilityGrantedAt = 3.5;
-  AgentSession agent(config);
-  agent.runUntil(3.4);
-  EXPECT_EQ(VAtapMgr_statics().sTap, nullptr);
-  EXPECT_EQ(agent.paneMessages(), (Strings{"AXd@0", "AXd@1", "AXd@2", "AXd@3"}));
-
-  agent.runUntil(4.5);
-  EXPECT_NE(VAtapMgr_statics().sTap, nullptr);
-  // The retry that finds the permission finishes start-up; its first pass reports it.
-  EXPECT_EQ(agent.paneMessages(),
-            (Strings{"AXd@0", "AXd@1", "AXd@2", "AXd@3", "ton@4", "tlno@4", "AXe@4"}));
-}
-
-TEST(PermissionTest, WithoutAPaneNothingIsSentButTheTranslocationNotice) {
-  vsession::SessionConfig config = twoWindowConfig();
-  config.accessibilityTrusted = false;
-  config.accessibilityGrantedAt = 1.5;
-  config.agentBundlePath = "/private/var/folders/xy/AppTranslocation/1234/d/Varsel Agent.app";
-  AgentSession agent(config);
-  agent.runUntil(5);
-  EXPECT_EQ(agent.paneMessages(), Strings{"tloc@2"});
+  for (bool pane : {true, false}) {
+    vsession::SessionConfig config = configWith(pane, false);
+    config.accessibilityGrantedAt = 3.5;
+    if (!pane) config.agentBundlePath = "/private/var/folders/xy/AppTranslocation/1/d/V.app";
+    AgentSession agent(config);
+    agent.runUntil(3.4);
+    EXPECT_EQ(VAtapMgr_statics().sTap, nullptr) << "pane: " << pane;
+    agent.runUntil(4.5);
+    EXPECT_NE(VAtapMgr_statics().sTap, nullptr) << "pane: " << pane;
+    // The retry that finds the permission finishes start-up; its first pass reports it.
+    EXPECT_EQ(agent.paneMessages(),
+              (pane ? Strings{"AXd@0", "AXd@1", "AXd@2", "AXd@3", "ton@4", "tlno@4", "AXe@4"}
+                    : Strings{"tloc@4"}))
+        << "pane: " << pane;
+  }
 }
 
 TEST(PermissionTest, RevokedMidRunTheAgentTurnsHoverOffAndTellsThePaneAndBackWhenRegranted) {
-  AgentSession agent(withPane());
+  AgentSession agent(configWith(true));
   vsession::VirtualSession& s = agent.session();
   EXPECT_FALSE(state_AXdisabled());
   EXPECT_TRUE(prefs_hoverOn());
-
   s.at(2, [&s] { s.accessibility().setTrusted(false); });
   s.at(3, [&s] { s.input().moveTo({500, 450}); });  // a move wakes the resting timer
   agent.runUntil(4);
   EXPECT_TRUE(state_AXdisabled());
   EXPECT_FALSE(prefs_hoverOn());
-
-  // With hover off and one settings record for all, nothing needs the mouse: the timer
-  // falls back to 10 s and a move does not wake it, so the permission is seen again at
-  // the next of those passes.
+  // With hover off and one settings record for all, nothing needs the mouse: passes come
+  // every 10 s and a move does not wake the timer, so the permission is seen again at 13.8.
   s.at(6, [&s] { s.accessibility().setTrusted(true); });
   s.at(7, [&s] { s.input().moveTo({300, 450}); });
-  agent.runUntil(13.7);
-  EXPECT_TRUE(state_AXdisabled());
   agent.runUntil(14);
   EXPECT_FALSE(state_AXdisabled());
   EXPECT_TRUE(prefs_hoverOn());
@@ -113,7 +98,7 @@ TEST(PermissionTest, RevokedMidRunTheAgentTurnsHoverOffAndTellsThePaneAndBackWhe
 }
 
 TEST(PermissionTest, ThePaneHearsTheCurrentAnswerAgainAfterTenSeconds) {
-  AgentSession agent(withPane());
+  AgentSession agent(configWith(true));
   vsession::VirtualSession& s = agent.session();
   for (double t : {4.0, 9.0, 12.0}) s.at(t, [&s, t] { s.input().moveTo({300 + 10 * t, 450}); });
   agent.runUntil(14);
@@ -125,9 +110,8 @@ TEST(PermissionTest, ThePaneHearsTheCurrentAnswerAgainAfterTenSeconds) {
 // Before 10.10 accessibility was one switch for all: start-up does not wait for it, and
 // the run timer finds it off and says so.
 TEST(PermissionTest, BeforeYosemiteStartUpDoesNotWaitForThePermission) {
-  vsession::SessionConfig config = withPane();
+  vsession::SessionConfig config = configWith(true, false);
   config.systemVersion = {10, 9, 5};
-  config.accessibilityTrusted = false;
   AgentSession agent(config);
   agent.runUntil(3);
   EXPECT_NE(VAtapMgr_statics().sTap, nullptr);
@@ -136,29 +120,24 @@ TEST(PermissionTest, BeforeYosemiteStartUpDoesNotWaitForThePermission) {
 }
 
 TEST(PaneMessagesTest, RereadsSettingsQuitsAndInterceptsKeysOnRequestAndIgnoresTheRest) {
-  AgentSession agent(withPane());
+  AgentSession agent(configWith(true));
   vsession::VirtualSession& s = agent.session();
   EXPECT_EQ(prefs_bgprefs()->wheel.wheelReverseY, 0);
-
   sim::ScenarioPrefs changed;
   changed.all["wheelReverseY"] = PlistValue(1);
   sim::writeScenarioPrefs(changed, s);
   s.at(1.5, [&s] { s.paneSend({{"m", PlistValue(3)}}); });
-  s.at(2, [&s] { s.paneSend({{"m", PlistValue(10.0)}}); });
+  s.at(2, [&s] { s.paneSend({{"m", PlistValue(10.0)}}); });  // any number type will do
   agent.runUntil(2.5);
   EXPECT_EQ(prefs_bgprefs()->wheel.wheelReverseY, 1);
   // The reread is followed by a pass, which takes the new settings to the event thread.
   EXPECT_EQ(bgDelegate_statics().lastRun, s.absolute(1.5));
   EXPECT_TRUE(state_interceptNextKeypress());
-
   s.at(3, [&s] { s.paneSend({{"m", PlistValue(11)}}); });
-  for (int ignored : {4, 5, 12}) {
-    s.at(3.5, [&s, ignored] { s.paneSend({{"m", PlistValue(ignored)}}); });
-  }
+  for (int m : {4, 5, 12}) s.at(3.5, [&s, m] { s.paneSend({{"m", PlistValue(m)}}); });
   agent.runUntil(4);
   EXPECT_FALSE(state_interceptNextKeypress());
   EXPECT_FALSE(s.terminationRequested());
-
   s.at(5, [&s] { s.paneSend({{"m", PlistValue(7)}}); });
   agent.runUntil(6);
   EXPECT_TRUE(s.terminated());

@@ -11,24 +11,37 @@ class StateTest : public ::testing::Test {
   void TearDown() override { VAstate_reset(); }
 };
 
-TEST_F(StateTest, StartingAModeEndsWheelScrollingButStoppingOneDoesNot) {
-  void (*const modeSetters[])(bool) = {state_setDoingGrab,       state_setDoingVector,
-                                       state_setDoingVectorWurl, state_setDoingHover,
-                                       state_setDoingAutoScroll, state_setDoingAutoScrollWurl};
-  for (auto set : modeSetters) {
+// Starting grab, vector, hover or autoscroll ends wheel scrolling; stopping one does not,
+// and the other flags are plain values. Hover needs a hoverable window and none of the
+// modes that move the content or show the zones.
+TEST_F(StateTest, StartingAModeEndsWheelScrollingAndSomeFlagsRuleOutHover) {
+  const struct {
+    const char* name;
+    void (*set)(bool);
+    bool endsWheel, blocksHover;
+  } kFlags[] = {{"grab", state_setDoingGrab, true, true},
+                {"vector", state_setDoingVector, true, true},
+                {"vectorWurl", state_setDoingVectorWurl, true, false},
+                {"hover", state_setDoingHover, true, false},
+                {"autoScroll", state_setDoingAutoScroll, true, false},
+                {"autoScrollWurl", state_setDoingAutoScrollWurl, true, false},
+                {"coast", state_setDoingCoast, false, true},
+                {"zonesVisible", state_forceZonesVisible, false, true},
+                {"draggingHoverZone", state_setDraggingHoverZone, false, true},
+                {"grabWToggle", state_setDoingGrabWToggle, false, false},
+                {"grabWurl", state_setDoingGrabWurl, false, false}};
+  EXPECT_FALSE(state_canHover());
+  state_setCanHoverCurFrontWindow(true);
+  for (const auto& flag : kFlags) {
     state_setDoingWheel(true);
-    set(false);
-    EXPECT_TRUE(state_doingWheel());
-    set(true);
-    EXPECT_FALSE(state_doingWheel());
-    set(false);
+    flag.set(false);
+    EXPECT_TRUE(state_doingWheel()) << flag.name << " stopped";
+    EXPECT_TRUE(state_canHover()) << flag.name << " stopped";
+    flag.set(true);
+    EXPECT_EQ(state_doingWheel(), !flag.endsWheel) << flag.name << " started";
+    EXPECT_EQ(state_canHover(), !flag.blocksHover) << flag.name << " started";
+    flag.set(false);
   }
-  // The other flags are plain values.
-  state_setDoingWheel(true);
-  state_setDoingCoast(true);
-  state_setDoingGrabWToggle(true);
-  state_setDoingGrabWurl(true);
-  EXPECT_TRUE(state_doingWheel());
 }
 
 TEST_F(StateTest, LastAutoscrollSpeedTweakSurvivesTheResetAtItsEnd) {
@@ -36,25 +49,9 @@ TEST_F(StateTest, LastAutoscrollSpeedTweakSurvivesTheResetAtItsEnd) {
   EXPECT_EQ(state_lastAutoScrollSpeedTweak(), 0);
   state_setDoingAutoScroll(true);
   state_setHoverSpeedTweak(-2);
-  EXPECT_EQ(state_lastAutoScrollSpeedTweak(), -2);
   state_setHoverSpeedTweak(0);
   EXPECT_EQ(state_hoverSpeedTweak(), 0);
   EXPECT_EQ(state_lastAutoScrollSpeedTweak(), -2);
-}
-
-TEST_F(StateTest, HoverNeedsAHoverableWindowAndNoOtherMode) {
-  EXPECT_FALSE(state_canHover());
-  state_setCanHoverCurFrontWindow(true);
-  EXPECT_TRUE(state_canHover());
-
-  void (*const blockers[])(bool) = {state_forceZonesVisible, state_setDraggingHoverZone,
-                                    state_setDoingVector, state_setDoingGrab, state_setDoingCoast};
-  for (auto block : blockers) {
-    block(true);
-    EXPECT_FALSE(state_canHover());
-    block(false);
-    EXPECT_TRUE(state_canHover());
-  }
 }
 
 TEST_F(StateTest, WindowRectIsCopiedOutEvenWhenNoWindowIsStored) {

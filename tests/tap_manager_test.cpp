@@ -2,8 +2,8 @@
 // VA event hand-over and the failures that end start-up.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "VAevent.h"
@@ -16,103 +16,79 @@ namespace {
 
 using namespace port;
 using testing_support::AgentSession;
+using Bools = std::vector<bool>;
 
 class TapManagerTest : public ::testing::Test {
  protected:
   AgentSession agent;
-  QuartzEvents& quartz = agent.events();
+  vsession::EventSystem& quartz = agent.events();
   const VAtapMgrStatics& taps = VAtapMgr_statics();
-
-  std::string laneOf(CFMachPortRef tap) {
-    auto& s = agent.session().scheduler();
-    return s.laneName(tap->source->loop->lane);
-  }
-  void allEnabled(bool on) {
-    for (CFMachPortRef t : {taps.sTap, taps.sTapMMoved, taps.sTapWatch, taps.sTapKeys}) {
-      quartz.tapEnable(t, on);
-    }
+  // The main, mouse-moved, gesture and key taps.
+  const std::vector<CFMachPortRef> all{taps.sTap, taps.sTapMMoved, taps.sTapWatch, taps.sTapKeys};
+  Bools enabled() {
+    Bools out;
+    for (CFMachPortRef t : all) out.push_back(quartz.tapIsEnabled(t));
+    return out;
   }
 };
 
-TEST_F(TapManagerTest, InstallsFourSessionTapsWithTheirMasksThreadsAndOptions) {
-  ASSERT_NE(taps.sTap, nullptr);
-  ASSERT_NE(taps.sTapMMoved, nullptr);
-  ASSERT_NE(taps.sTapWatch, nullptr);
-  ASSERT_NE(taps.sTapKeys, nullptr);
-  EXPECT_EQ(taps.sTapKeys->mask, 0xC00u);
-  EXPECT_EQ(taps.sTap->mask, 0xE4010DEu);
-  EXPECT_EQ(taps.sTapMMoved->mask, 0x20u);
-  EXPECT_EQ(taps.sTapWatch->mask, 0x20000000u);
-  EXPECT_EQ(taps.sTapWatch->options, kCGEventTapOptionListenOnly);
-  EXPECT_EQ(taps.sTap->options, kCGEventTapOptionDefault);
-  EXPECT_EQ(laneOf(taps.sTapKeys), "main");
-  EXPECT_EQ(laneOf(taps.sTap), "event");
-  EXPECT_EQ(laneOf(taps.sTapMMoved), "event");
-  EXPECT_EQ(laneOf(taps.sTapWatch), "event");
+TEST_F(TapManagerTest, InstallsFourSessionTapsWithTheirMasksCallbacksOptionsAndThreads) {
+  for (CFMachPortRef t : all) ASSERT_NE(t, nullptr);
+  // Mask, callback, listening only, thread.
+  using Tap = std::tuple<CGEventMask, CGEventTapCallBack, bool, std::string>;
+  auto made = [this](CFMachPortRef t) {
+    return Tap(t->mask, t->callback, t->options == kCGEventTapOptionListenOnly,
+               agent.session().scheduler().laneName(t->source->loop->lane));
+  };
+  EXPECT_EQ(made(taps.sTapKeys), Tap(0xC00, keyEventTapCallBack, false, "main"));
+  EXPECT_EQ(made(taps.sTap), Tap(0xE4010DE, MyEventTapCallBack, false, "event"));
+  EXPECT_EQ(made(taps.sTapMMoved), Tap(0x20, MyEventTapCallBack, false, "event"));
+  EXPECT_EQ(made(taps.sTapWatch), Tap(0x20000000, MyWatchEventTapCallBack, true, "event"));
   // Each was inserted at the head: the last made is the first passed.
-  EXPECT_EQ(agent.events().taps(),
+  EXPECT_EQ(quartz.taps(),
             (std::vector<MachPort*>{taps.sTapWatch, taps.sTapMMoved, taps.sTap, taps.sTapKeys}));
   EXPECT_EQ(taps.sEnableEvTapMMoved, 1);
 }
 
-TEST_F(TapManagerTest, TimeoutOnTheMainTapReEnablesOneTapAtATime) {
-  // Main tap disabled: it alone comes back, even with the moved tap off too.
+TEST_F(TapManagerTest, TimeoutsBringBackOneWantedTapAtATimeAndUserInputNone) {
+  // Main tap disabled: it alone comes back, even with the wanted moved tap off too.
   quartz.tapEnable(taps.sTapMMoved, false);
-  agent.events().disableTap(taps.sTap, kCGEventTapDisabledByTimeout);
-  EXPECT_TRUE(quartz.tapIsEnabled(taps.sTap));
-  EXPECT_FALSE(quartz.tapIsEnabled(taps.sTapMMoved));
-  // Main tap fine: the next notification restores the wanted moved tap.
-  MyEventTapCallBack(nullptr, kCGEventTapDisabledByTimeout, nullptr, nullptr);
-  EXPECT_TRUE(quartz.tapIsEnabled(taps.sTapMMoved));
-}
-
-TEST_F(TapManagerTest, TimeoutLeavesAnUnwantedMovedTapOff) {
+  quartz.disableTap(taps.sTap, kCGEventTapDisabledByTimeout);
+  EXPECT_EQ(enabled(), (Bools{true, false, true, true}));
+  // Main tap fine: the next notice restores the moved tap.
+  quartz.disableTap(taps.sTapMMoved, kCGEventTapDisabledByTimeout);
+  EXPECT_EQ(enabled(), (Bools{true, true, true, true}));
+  // Unwanted, the moved and gesture taps stay off.
   evtapMMoved_setEnabled(false);
-  CGEventRef notice = agent.events().newEvent(kCGEventNull);
-  EXPECT_EQ(MyEventTapCallBack(nullptr, kCGEventTapDisabledByTimeout, notice, nullptr), notice);
-  EXPECT_FALSE(quartz.tapIsEnabled(taps.sTapMMoved));
-  EXPECT_TRUE(quartz.tapIsEnabled(taps.sTap));
-  // The gesture tap follows the same flag.
-  MyWatchEventTapCallBack(nullptr, kCGEventTapDisabledByTimeout, notice, nullptr);
-  EXPECT_FALSE(quartz.tapIsEnabled(taps.sTapWatch));
+  quartz.disableTap(taps.sTapMMoved, kCGEventTapDisabledByTimeout);
+  quartz.disableTap(taps.sTapWatch, kCGEventTapDisabledByTimeout);
+  EXPECT_EQ(enabled(), (Bools{true, false, false, true}));
   evtapMMoved_setEnabled(true);
-  quartz.tapEnable(taps.sTapWatch, false);
-  MyWatchEventTapCallBack(nullptr, kCGEventTapDisabledByTimeout, notice, nullptr);
-  EXPECT_TRUE(quartz.tapIsEnabled(taps.sTapWatch));
-  agent.events().release(notice);
-}
-
-TEST_F(TapManagerTest, KeyTapComesBackOnTimeoutButNotOnUserInput) {
-  agent.events().disableTap(taps.sTapKeys, kCGEventTapDisabledByUserInput);
-  agent.events().disableTap(taps.sTap, kCGEventTapDisabledByUserInput);
-  EXPECT_FALSE(quartz.tapIsEnabled(taps.sTapKeys));
-  EXPECT_FALSE(quartz.tapIsEnabled(taps.sTap));
-  agent.events().disableTap(taps.sTapKeys, kCGEventTapDisabledByTimeout);
-  EXPECT_TRUE(quartz.tapIsEnabled(taps.sTapKeys));
+  quartz.disableTap(taps.sTapWatch, kCGEventTapDisabledByTimeout);
+  EXPECT_EQ(enabled(), (Bools{true, true, true, true}));
+  quartz.disableTap(taps.sTapKeys, kCGEventTapDisabledByUserInput);
+  quartz.disableTap(taps.sTap, kCGEventTapDisabledByUserInput);
+  EXPECT_EQ(enabled(), (Bools{false, true, true, false}));
+  quartz.disableTap(taps.sTapKeys, kCGEventTapDisabledByTimeout);
+  EXPECT_EQ(enabled(), (Bools{false, true, true, true}));
 }
 
 // With the coast-stop ignore window open the dispatcher swallows whatever reaches it, so a
 // null answer shows that the event got there.
 TEST_F(TapManagerTest, OnlyEventTypesOneTo2000ReachTheDispatcher) {
   event_ignoreCoastStopEventsForDelay(100);
-  CGEventRef event = agent.events().newEvent(kCGEventMouseMoved);
-  EXPECT_EQ(MyEventTapCallBack(nullptr, 1, event, nullptr), nullptr);
-  EXPECT_EQ(MyEventTapCallBack(nullptr, 2000, event, nullptr), nullptr);
-  EXPECT_EQ(MyEventTapCallBack(nullptr, 0, event, nullptr), event);
-  EXPECT_EQ(MyEventTapCallBack(nullptr, 2001, event, nullptr), event);
-  EXPECT_EQ(MyEventTapCallBack(nullptr, kCGEventTapDisabledByUserInput, event, nullptr), event);
-  EXPECT_EQ(keyEventTapCallBack(nullptr, 10, event, nullptr), nullptr);
-  EXPECT_EQ(keyEventTapCallBack(nullptr, 0, event, nullptr), event);
-  EXPECT_EQ(keyEventTapCallBack(nullptr, 2001, event, nullptr), event);
-  agent.events().release(event);
+  CGEventRef event = quartz.newEvent(kCGEventMouseMoved);
+  for (CGEventType type : {1u, 10u, 2000u, 0u, 2001u, kCGEventTapDisabledByUserInput}) {
+    CGEventRef expected = type >= 1 && type <= 2000 ? nullptr : event;
+    EXPECT_EQ(MyEventTapCallBack(nullptr, type, event, nullptr), expected) << "main, " << type;
+    EXPECT_EQ(keyEventTapCallBack(nullptr, type, event, nullptr), expected) << "keys, " << type;
+  }
+  quartz.release(event);
 }
 
 TEST_F(TapManagerTest, GesturePassesEvenWhenTheDispatcherWouldSwallowIt) {
   event_ignoreCoastStopEventsForDelay(100);
-  CGEventRef gesture = agent.events().newEvent(kNSEventTypeGesture);
-  EXPECT_EQ(MyWatchEventTapCallBack(nullptr, kNSEventTypeGesture, gesture, nullptr), gesture);
-  agent.events().release(gesture);
-  // End to end: the gesture reaches the application while the wheel is swallowed.
+  // The gesture reaches the application while the wheel is swallowed.
   agent.input().raw(kNSEventTypeGesture, {}, 0);
   agent.input().wheel(0, 1, std::nullopt);
   ASSERT_EQ(agent.linesOfKind("deliver").size(), 1u);
@@ -120,66 +96,50 @@ TEST_F(TapManagerTest, GesturePassesEvenWhenTheDispatcherWouldSwallowIt) {
   EXPECT_EQ(agent.linesOfKind("swallow").size(), 1u);
 }
 
-TEST_F(TapManagerTest, ReEnableTimerRestoresTapsAfterThreeSecondsThenEverySeven) {
-  allEnabled(false);
-  agent.runUntil(2.9);
-  EXPECT_FALSE(quartz.tapIsEnabled(taps.sTap));
-  agent.runUntil(3.0);
-  for (CFMachPortRef t : {taps.sTap, taps.sTapMMoved, taps.sTapWatch, taps.sTapKeys}) {
-    EXPECT_TRUE(quartz.tapIsEnabled(t));
-  }
-  allEnabled(false);
-  agent.runUntil(9.9);
-  EXPECT_FALSE(quartz.tapIsEnabled(taps.sTapKeys));
-  agent.runUntil(10.0);
-  EXPECT_TRUE(quartz.tapIsEnabled(taps.sTapKeys));
-}
-
-TEST_F(TapManagerTest, ReEnableTimerLeavesMovedAndGestureTapsOffWhenNotWanted) {
+TEST_F(TapManagerTest, ReEnableTimerRestoresWantedTapsAfterThreeSecondsThenEverySeven) {
+  for (CFMachPortRef t : all) quartz.tapEnable(t, false);
   evtapMMoved_setEnabled(false);
-  EXPECT_FALSE(quartz.tapIsEnabled(taps.sTapMMoved));
-  EXPECT_FALSE(quartz.tapIsEnabled(taps.sTapWatch));
-  quartz.tapEnable(taps.sTap, false);
+  agent.runUntil(2.9);
+  EXPECT_EQ(enabled(), (Bools{false, false, false, false}));
   agent.runUntil(3.0);
-  EXPECT_TRUE(quartz.tapIsEnabled(taps.sTap));
-  EXPECT_FALSE(quartz.tapIsEnabled(taps.sTapMMoved));
-  EXPECT_FALSE(quartz.tapIsEnabled(taps.sTapWatch));
+  EXPECT_EQ(enabled(), (Bools{true, false, false, true}));
+  evtapMMoved_setEnabled(true);
+  for (CFMachPortRef t : all) quartz.tapEnable(t, false);
+  agent.runUntil(9.9);
+  EXPECT_EQ(enabled(), (Bools{false, false, false, false}));
+  agent.runUntil(10.0);
+  EXPECT_EQ(enabled(), (Bools{true, true, true, true}));
 }
 
-TEST_F(TapManagerTest, MovedTapOffKeepsMouseMovesAwayFromTheEventThread) {
-  vsession::VirtualSession& session = agent.session();
-  int eventWakes = 0;
-  session.scheduler().setWakeObserver([&](vsession::LaneId lane, const char*) {
-    if (session.scheduler().laneName(lane) == "event") ++eventWakes;
+TEST_F(TapManagerTest, TheEventThreadHearsMovesOnlyWithTheMovedTapOnAndRunsVAEventsInOrder) {
+  vsession::Scheduler& scheduler = agent.session().scheduler();
+  std::vector<std::string> wakes;
+  scheduler.setWakeObserver([&](vsession::LaneId lane, const char* what) {
+    wakes.push_back(scheduler.laneName(lane) + "/" + what);
   });
   agent.input().moveTo({410, 410});
-  EXPECT_EQ(eventWakes, 1);
   evtapMMoved_setEnabled(false);
   agent.input().moveTo({420, 420});
   agent.input().moveTo({430, 430});
-  EXPECT_EQ(eventWakes, 1);
+  agent.runUntil(agent.session().elapsed());
   EXPECT_EQ(agent.linesOfKind("deliver").size(), 3u);
-}
-
-TEST_F(TapManagerTest, VAEventsRunOnTheEventThreadInOrderInAnAutoreleasePool) {
-  vsession::VirtualSession& session = agent.session();
-  std::vector<std::string> lanes;
-  session.scheduler().setWakeObserver([&](vsession::LaneId lane, const char* what) {
-    lanes.push_back(session.scheduler().laneName(lane) + "/" + what);
-  });
+  // The first move also asks the main thread for a pass.
+  EXPECT_EQ(wakes, (std::vector<std::string>{"event/tap", "main/dispatch"}));
+  wakes.clear();
   state_setDoingWheel(true);
   bgDelegate::postVAEvent(15);      // grab by URL
   bgDelegate::postVAEvent(12);      // stop everything
   EXPECT_TRUE(state_doingWheel());  // nothing runs before the event thread wakes
-  agent.runUntil(session.elapsed());
-  EXPECT_EQ(lanes, (std::vector<std::string>{"event/block"}));
+  agent.runUntil(agent.session().elapsed());
+  EXPECT_EQ(wakes, (std::vector<std::string>{"event/block"}));
   EXPECT_FALSE(state_doingWheel());
   EXPECT_FALSE(state_doingGrabWurl());  // 15 then 12, in that order
+}
 
+// What one thread hands another runs in a pool of its own, gone when the work is done.
+TEST_F(TapManagerTest, AHandedOverBlockRunsInAnAutoreleasePoolOfItsOwn) {
   int depth = -1;
-  port::Block block =
-      BlockWithAutoreleasePool([&] { depth = agent.session().threading().autoreleasePoolDepth(); });
-  block();
+  BlockWithAutoreleasePool([&] { depth = agent.session().threading().autoreleasePoolDepth(); })();
   EXPECT_EQ(depth, 1);
   EXPECT_EQ(agent.session().threading().autoreleasePoolDepth(), 0);
 }
@@ -193,64 +153,45 @@ TEST(TapManagerBeforeStartTest, VAEventPostedBeforeStartUpIsDropped) {
 }
 
 TEST(TWptrSetTest, HoldsPointersByIdentityWithOrWithoutItsLock) {
-  AgentSession agent;
+  AgentSession agent;  // the lock comes from the session
   int a = 0, b = 0;
   for (bool locked : {false, true}) {
     TWptrSet set(locked);
-    EXPECT_FALSE(set.contains(&a));
+    EXPECT_FALSE(set.contains(&a)) << "locked: " << locked;
     set.remove(&a);  // a fresh set: nothing to do
     set.add(&a);
     set.add(&a);
-    EXPECT_TRUE(set.contains(&a));
-    EXPECT_FALSE(set.contains(&b));
+    EXPECT_TRUE(set.contains(&a)) << "locked: " << locked;
+    EXPECT_FALSE(set.contains(&b)) << "locked: " << locked;
     set.remove(&a);
-    EXPECT_FALSE(set.contains(&a));
+    EXPECT_FALSE(set.contains(&a)) << "locked: " << locked;
   }
 }
 
-struct StartupFailure {
-  const char* message;
-  void (*inject)(vsession::Faults&);
-};
-
-void PrintTo(const StartupFailure& f, std::ostream* os) {
-  *os << '"' << f.message << '"';
-}
-
-class StartupFailureTest : public ::testing::TestWithParam<StartupFailure> {};
-
 // Taps are made in the order: keys, main, moved, watch.
-const StartupFailure kFailures[] = {
-    {"Could not create ktap", [](vsession::Faults& f) { f.failTapCreate = {1}; }},
-    {"Could not create ksource", [](vsession::Faults& f) { f.failTapSourceCreate = {1}; }},
-    {"Could not create loop", [](vsession::Faults& f) { f.noRunLoopOnNewThreads = true; }},
-    {"Could not create timer", [](vsession::Faults& f) { f.failTimerCreate = true; }},
-    {"Could not create tap", [](vsession::Faults& f) { f.failTapCreate = {2}; }},
-    {"Could not create source", [](vsession::Faults& f) { f.failTapSourceCreate = {2}; }},
-    {"Could not create mtap", [](vsession::Faults& f) { f.failTapCreate = {3}; }},
-    {"Could not create moved source", [](vsession::Faults& f) { f.failTapSourceCreate = {3}; }},
-    {"Could not create wtap", [](vsession::Faults& f) { f.failTapCreate = {4}; }},
-    {"Could not create wsource", [](vsession::Faults& f) { f.failTapSourceCreate = {4}; }},
-};
-
-TEST_P(StartupFailureTest, LogsItsMessageAndEndsTheAgent) {
-  AgentSession agent(testing_support::twoWindowConfig(), false);
-  GetParam().inject(agent.session().faults());
-  agent.startAgent();
-  agent.runUntil(1);
-  const auto& logs = agent.session().logLines();
-  ASSERT_FALSE(logs.empty());
-  EXPECT_EQ(logs.front(), GetParam().message);
-  EXPECT_TRUE(agent.session().terminationRequested());
-  EXPECT_TRUE(agent.session().terminated());
-  EXPECT_EQ(agent.linesOfKind("terminate").size(), 1u);
+TEST(StartupFailureTest, EachStepThatFailsLogsItsMessageAndEndsTheAgent) {
+  const std::pair<const char*, void (*)(vsession::Faults&)> kFailures[] = {
+      {"Could not create ktap", [](vsession::Faults& f) { f.failTapCreate = {1}; }},
+      {"Could not create ksource", [](vsession::Faults& f) { f.failTapSourceCreate = {1}; }},
+      {"Could not create loop", [](vsession::Faults& f) { f.noRunLoopOnNewThreads = true; }},
+      {"Could not create timer", [](vsession::Faults& f) { f.failTimerCreate = true; }},
+      {"Could not create tap", [](vsession::Faults& f) { f.failTapCreate = {2}; }},
+      {"Could not create source", [](vsession::Faults& f) { f.failTapSourceCreate = {2}; }},
+      {"Could not create mtap", [](vsession::Faults& f) { f.failTapCreate = {3}; }},
+      {"Could not create moved source", [](vsession::Faults& f) { f.failTapSourceCreate = {3}; }},
+      {"Could not create wtap", [](vsession::Faults& f) { f.failTapCreate = {4}; }},
+      {"Could not create wsource", [](vsession::Faults& f) { f.failTapSourceCreate = {4}; }},
+  };
+  for (const auto& [message, inject] : kFailures) {
+    AgentSession agent(testing_support::twoWindowConfig(), false);
+    inject(agent.session().faults());
+    agent.startAgent();
+    agent.runUntil(1);
+    const auto& logs = agent.session().logLines();
+    ASSERT_FALSE(logs.empty()) << message;
+    EXPECT_EQ(logs.front(), message);
+    EXPECT_TRUE(agent.session().terminated()) << message;
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(EveryStep, StartupFailureTest, ::testing::ValuesIn(kFailures),
-                         [](const auto& info) {
-                           std::string name = info.param.message;
-                           name.erase(std::remove(name.begin(), name.end(), ' '), name.end());
-                           return name;
-                         });
 
 }  // namespace
