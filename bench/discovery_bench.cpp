@@ -93,7 +93,7 @@ void runPasses(benchmark::State& state, std::vector<UiSpec> ui) {
   for (auto _ : state) {
     ax.startReadLog();
     {
-      DiscoveryPass pass;
+      AXReadsOfOnePass pass;
       IRect r;
       int32_t pid = VAux::updateAppUnderCursor_centered_wRect(p, false, &r);
       if (pid > 0) VAux::updateBars_andWindowRect(&bars, &r);

@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "VAstate.h"
-#include "VAutils.h"
 #include "platform/api/platform.h"
 
 using namespace port;
@@ -296,15 +295,19 @@ void convertPrefsInApplist(PlistArray& appList) {
       if (found == settings->end()) continue;
       std::optional<double> old = doubleOf(found->second);
       if (!old) continue;
-      // New scale: speedFromPrefsVal(new) is about the old linear multiplier v / 100. A
-      // stored value beyond what single precision holds is taken as its largest, and a
-      // result beyond 32 bits converts as the processor does (the most negative integer,
-      // whose low 16 bits are 0), as does the square root of a negative number.
+      // New scale: speedFromPrefsVal(new) is about the old linear multiplier v / 100. Values
+      // beyond the ranges of single precision and of 32 bits are clamped to them before
+      // each conversion, so a huge old speed becomes the fastest there is; the square root
+      // of a negative number (below the old 100) gives 0.
       constexpr double kFloatMax = std::numeric_limits<float>::max();
       float v =
           static_cast<float>(std::isnan(*old) ? *old : std::clamp(*old, -kFloatMax, kFloatMax));
       float scaled = (std::sqrt((v - 100.0f) / 100.0f * 2.28f) + 1.0f) * 100.0f;
-      found->second = PlistValue(static_cast<int64_t>(truncateToInt32(scaled) & 0xFFFF));
+      constexpr double kLow = std::numeric_limits<int32_t>::min();
+      constexpr double kHigh = std::numeric_limits<int32_t>::max();
+      int32_t whole =
+          std::isnan(scaled) ? 0 : static_cast<int32_t>(std::clamp<double>(scaled, kLow, kHigh));
+      found->second = PlistValue(static_cast<int64_t>(whole & 0xFFFF));
     }
     PlistData data = platform().keyedArchiver->archivedDataWithRootObject(PlistValue(*settings));
     if (!data.empty()) {

@@ -149,13 +149,13 @@ void VAevent::handleVAEvent(int kind) {
     case 19:
     case 20:
       stopAllScrolling();
-      waitingCall(Waiting::keys_doAction);
+      waitingCall(Waiting::keys_doAction, kind - 17);
       break;
     case 21:  // the same, repeated
     case 22:
     case 23:
     case 24:
-      waitingCall(Waiting::keys_doRepeat);
+      waitingCall(Waiting::keys_doRepeat, kind - 21);
       break;
     default:
       break;
@@ -208,15 +208,15 @@ void stopAllScrolling() {
 void startAutoScroll() {
   stopAllScrolling();
   state_setDoingAutoScrollWurl(true);
-  waitingCall(Waiting::hover_startAutoScroll);  // downward
-  bgDelegate::fadeZones(2);
+  waitingCall(Waiting::hover_startAutoScroll, kDirectionDown);
+  bgDelegate::fadeZones(kDirectionDown);
 }
 
 void startAutoScrollUp() {
   stopAllScrolling();
   state_setDoingAutoScrollWurl(true);
-  waitingCall(Waiting::hover_startAutoScroll);  // upward
-  bgDelegate::fadeZones(1);
+  waitingCall(Waiting::hover_startAutoScroll, kDirectionUp);
+  bgDelegate::fadeZones(kDirectionUp);
 }
 
 void startGrabScroll() {

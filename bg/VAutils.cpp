@@ -98,8 +98,8 @@ int64_t truncateToInt64(double v) {
 }
 
 IRect rectWith_rect_ofst_dir(IRect rect, int32_t ofst, int32_t dir) {
-  if (dir == 1) rect.top -= ofst;
-  if (dir == 2) rect.bottom += ofst;
+  if (dir == kDirectionUp) rect.top -= ofst;
+  if (dir == kDirectionDown) rect.bottom += ofst;
   return rect;
 }
 

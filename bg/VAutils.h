@@ -25,6 +25,10 @@ struct IRect {
   friend bool operator==(const IRect&, const IRect&) = default;
 };
 
+// The directions of hover, autoscroll, the zone windows and the saved zone offsets.
+inline constexpr int32_t kDirectionUp = 1;
+inline constexpr int32_t kDirectionDown = 2;
+
 // The agent's questions to other applications' user interfaces. Every helper takes an
 // element that may be null and turns every error into nothing, NO, 0 or a zero size. The
 // elements they hand back are autoreleased: valid until the pool in place drains.
@@ -53,7 +57,8 @@ class VAutils {
 // One pass of questions to another application's user interface, as the run timer makes
 // them: everything the pass copies lives in an autorelease pool of its own, and each
 // attribute of an element is asked of the application once. Within a pass the answer cannot
-// change, and on a real system every read is a round trip to the other process.
+// change, and on a real system every read is a round trip to the other process. Passes run
+// on the main thread only, as every accessibility read does.
 class AXReadsOfOnePass {
  public:
   AXReadsOfOnePass();
@@ -82,7 +87,7 @@ port::CGPoint unflippedPointfor_cgevent(port::CGEventRef event);
 // The system's wheel scaling, clamped to 0...5, read on the main queue at most every 2 s;
 // a fresh read is seen by the call after it has run.
 float readAppleScrollWheelSpeed(double now);
-// Grows `rect` at one edge: dir 1 moves its top by -ofst, dir 2 its bottom by +ofst.
+// Grows `rect` at one edge: up moves its top by -ofst, down its bottom by +ofst.
 IRect rectWith_rect_ofst_dir(IRect rect, int32_t ofst, int32_t dir);
 // Clips `rect` in place to `limit`; an empty result is not detected.
 void intersect_rectPtr_withRect(IRect* rect, IRect limit);

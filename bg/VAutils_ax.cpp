@@ -15,12 +15,25 @@ using namespace port;
 
 namespace {
 
-// What the application answered when the pass asked it for an attribute of an element.
+// What the application answered when the pass asked it for an attribute of an element. The
+// element asked and the elements in the answer are retained while remembered, so that a pool
+// drained within the pass cannot take them away.
 struct RememberedRead {
-  AXUIElementRef element;  // retained while remembered
+  AXUIElementRef element;
   std::string attribute;
   std::optional<AXValue> value;
 };
+
+template <class F>
+void forEachElement(const AXValue& v, F&& f) {
+  if (auto* e = std::get_if<AXUIElementRef>(&v.value)) {
+    if (*e) f(*e);
+  } else if (auto* list = std::get_if<std::shared_ptr<AXArray>>(&v.value)) {
+    if (*list) {
+      for (const AXValue& item : **list) forEachElement(item, f);
+    }
+  }
+}
 }  // namespace
 
 // The reads of one pass, by a hash of element and attribute.
@@ -38,22 +51,11 @@ size_t readKey(AXUIElementRef e, std::string_view attribute) {
 }
 
 // Elements in a copied value belong to the caller: the helpers hand them back autoreleased.
-void autoreleaseElements(const AXValue& v) {
-  if (auto* e = std::get_if<AXUIElementRef>(&v.value)) {
-    if (*e) platform().accessibility->autorelease(*e);
-  } else if (auto* list = std::get_if<std::shared_ptr<AXArray>>(&v.value)) {
-    if (*list) {
-      for (const AXValue& item : **list) autoreleaseElements(item);
-    }
-  }
-}
-
 std::optional<AXValue> copyAttribute(const char* attribute, AXUIElementRef e) {
+  Accessibility& ax = *platform().accessibility;
   AXValue value;
-  if (platform().accessibility->copyAttributeValue(e, attribute, &value) != kAXErrorSuccess) {
-    return std::nullopt;
-  }
-  autoreleaseElements(value);
+  if (ax.copyAttributeValue(e, attribute, &value) != kAXErrorSuccess) return std::nullopt;
+  forEachElement(value, [&](AXUIElementRef element) { ax.autorelease(element); });
   return value;
 }
 
@@ -137,10 +139,11 @@ std::optional<AXValue> VAutils::valueOfAttribute_ofUIElement(const char* attribu
       return read->second.value;
     }
   }
+  std::optional<AXValue> value = copyAttribute(attribute, e);
   ax.retain(e);
-  auto read =
-      sPassReads->byKey.emplace(key, RememberedRead{e, attribute, copyAttribute(attribute, e)});
-  return read->second.value;
+  if (value) forEachElement(*value, [&](AXUIElementRef element) { ax.retain(element); });
+  sPassReads->byKey.emplace(key, RememberedRead{e, attribute, value});
+  return value;
 }
 
 AXReadsOfOnePass::AXReadsOfOnePass()
@@ -151,7 +154,11 @@ AXReadsOfOnePass::AXReadsOfOnePass()
 }
 
 AXReadsOfOnePass::~AXReadsOfOnePass() {
-  for (auto& [key, read] : reads_->byKey) platform().accessibility->release(read.element);
+  Accessibility& ax = *platform().accessibility;
+  for (auto& [key, read] : reads_->byKey) {
+    ax.release(read.element);
+    if (read.value) forEachElement(*read.value, [&](AXUIElementRef e) { ax.release(e); });
+  }
   reads_.reset();
   sPassReads = outer_;
   platform().threads->autoreleasePoolPop(pool_);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cmath>
+#include <functional>
 #include <initializer_list>
 #include <optional>
 #include <string>
@@ -85,22 +86,33 @@ void VAux_reset() {
   s = VAuxStatics{};
 }
 
-DiscoveryPass::~DiscoveryPass() {
-  s.cursorElement = nullptr;
-}
-
-void InlineIdentifier::assign(std::string_view id) {
-  size_t length = std::min(id.size(), kCapacity - 1);
-  // Never end inside a UTF-8 sequence: back off over its continuation bytes and its lead.
+namespace {
+// How much of `id` the record holds: never ending inside a UTF-8 sequence.
+size_t inlineLength(std::string_view id) {
+  size_t length = std::min(id.size(), InlineIdentifier::kCapacity - 1);
   if (length < id.size()) {
     while (length > 0 && (static_cast<unsigned char>(id[length]) & 0xC0) == 0x80) --length;
   }
+  return length;
+}
+}  // namespace
+
+void InlineIdentifier::assign(std::string_view id) {
+  size_t length = inlineLength(id);
   id.copy(text, length);
   text[length] = '\0';
+  wholeHash = std::hash<std::string_view>()(id);
+  present = 1;
+}
+
+bool InlineIdentifier::holds(std::string_view id) const {
+  return present && wholeHash == std::hash<std::string_view>()(id) &&
+         std::string_view(text) == id.substr(0, inlineLength(id));
 }
 
 int32_t VAux::updateAppUnderCursor(CGPoint p) {
   Accessibility& ax = *platform().accessibility;
+  if (s.cursorElement) ax.release(s.cursorElement);
   s.cursorElement = nullptr;
   if (!s.systemWideElement) s.systemWideElement = ax.createSystemWide();
 
@@ -133,7 +145,6 @@ int32_t VAux::updateAppUnderCursor(CGPoint p) {
   }
   if (!element) return -2;
 
-  ax.autorelease(element);
   s.cursorElement = element;
   s.errCount = 0;
   if (sameWindow && s.lastPid != 0) return s.lastPid;
@@ -267,8 +278,7 @@ void VAux::updateBars_andWindowRect(Bars* b, IRect* r) {
   *r = wr;
 
   std::string id = VAutils::windowIdentifier(window);
-  if (!s.sWindowIdentifier || id != *s.sWindowIdentifier) {
-    s.sWindowIdentifier = id;
+  if (!b->windowIdentifier.holds(id)) {
     b->windowIdentifier.assign(id);
     for (int i = 0; i < 4; ++i) entries(b, i)->wasFound = 0;
   }

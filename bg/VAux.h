@@ -5,7 +5,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <string_view>
 
@@ -27,11 +26,15 @@ inline constexpr float kMadeUpBarValue = 100.0f;
 
 // The window identifier as the bars record carries it: inline, so that a copy of the record
 // is complete in itself and never points into memory the main thread may change. A longer
-// identifier keeps its first bytes, cut at a character boundary.
+// identifier keeps its first bytes, cut at a character boundary, and a hash of the whole, so
+// that two identifiers that differ only beyond those bytes still differ.
 struct InlineIdentifier {
   static constexpr size_t kCapacity = 256;
   char text[kCapacity] = {};
+  size_t wholeHash = 0;
+  uint8_t present = 0;  // none yet, which differs from every identifier, the empty one too
   void assign(std::string_view id);
+  bool holds(std::string_view id) const;
   const char* c_str() const { return text; }
 };
 
@@ -87,6 +90,8 @@ void limit_rectPtr_toRectPtr_alongVerticalAxis(IRect* rect, const IRect* limit, 
 
 struct VAuxStatics {
   port::AXUIElementRef systemWideElement = nullptr;
+  // Owned here until the next question about the cursor replaces it, so that it outlives
+  // the pool of the pass that found it.
   port::AXUIElementRef cursorElement = nullptr;
   int64_t sWindowNumberUnderCursor = 0;
   int32_t errCount = 0;
@@ -97,17 +102,7 @@ struct VAuxStatics {
   Sbar* downSbar = nullptr;
   Sbar* leftSbar = nullptr;
   Sbar* rightSbar = nullptr;
-  // The whole identifier of the window the record describes; none before the first pass.
-  std::optional<std::string> sWindowIdentifier;
 };
 
 VAuxStatics& VAux_statics();
 void VAux_reset();
-
-// The run timer's full pass: one AXReadsOfOnePass, and the element under the cursor, which
-// its pool holds, forgotten when it ends.
-class DiscoveryPass : public AXReadsOfOnePass {
- public:
-  DiscoveryPass() = default;
-  ~DiscoveryPass();
-};

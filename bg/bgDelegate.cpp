@@ -209,10 +209,10 @@ bool bgDelegate::ckCursorInCoastRect() {
 // last wheel or trackpad start set it.
 void bgDelegate::stoppedCoasting() {}
 
+// Without a bar up there is nothing to scroll towards the top: the zones fade out.
 void bgDelegate::fadeZones(int how) {
-  waitingCall(Waiting::zonesWcontroller_fadeZones);  // how when the up bar is found, else 0
+  waitingCall(Waiting::zonesWcontroller_fadeZones, s.bars.up.found ? how : 0);
   waitingCall(Waiting::zonesWcontroller_showActiveZones);
-  static_cast<void>(how);
 }
 
 void bgDelegate::periodicCk() {

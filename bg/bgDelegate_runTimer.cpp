@@ -124,7 +124,7 @@ void bgDelegate::runTimer() {
   s.sForceRun = false;
   if (!work) return;
 
-  DiscoveryPass pass;
+  AXReadsOfOnePass pass;
   s.sLastMousePoint = p;
   s.lastRun = t;
   bool granted = checkAssistive(t, p);
@@ -152,14 +152,18 @@ void bgDelegate::runTimer() {
       waitingCall(Waiting::is_keypressSince_orOtherModDownInMods_thanMod_isDownPtr);
       waitingCall(Waiting::zonesWcontroller_zoneRects);
     }
-    if (state_canHoverCurFrontWindow()) state_forceZonesVisible(forced);
-    waitingCall(Waiting::hover_hideZones);
+    int hide = 1;
+    if (state_canHoverCurFrontWindow()) {
+      state_forceZonesVisible(forced);
+      if (forced && !state_doingHover() && !state_doingAutoScroll()) hide = 0;
+    }
+    waitingCall(Waiting::hover_hideZones, hide);
     waitingCall(Waiting::hover_updateRects);
   } else {
     s.sCursorPid = 0;
     int32_t front = platform().workspace->frontProcessPid();
     if (!prefs_singlePrefsOrAllVisibleUseSame()) prefs_switchToPrefsForPid(front);
-    waitingCall(Waiting::hover_hideZones);
+    waitingCall(Waiting::hover_hideZones, 1);
   }
 
   BidRef bid = state_currentAppBid();

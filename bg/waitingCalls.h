@@ -75,9 +75,11 @@ inline constexpr WaitingCall kWaitingCalls[] = {
 };
 inline constexpr size_t kWaitingCallCount = sizeof kWaitingCalls / sizeof kWaitingCalls[0];
 
-// The call is reached: counted, nothing else. No allocation and no lock, so the event
-// thread may reach it.
-void waitingCall(Waiting call);
-// How often the call was reached since the modules were last reset.
+// The call is reached with the one argument that varies (a direction, a key action, how
+// the zones fade): counted and the argument kept, nothing else. No allocation and no lock,
+// so the event thread may reach it.
+void waitingCall(Waiting call, int64_t argument = 0);
+// How often the call was reached since the modules were last reset, and its last argument.
 uint32_t waitingCallCount(Waiting call);
+int64_t waitingCallArgument(Waiting call);
 void waitingCalls_reset();

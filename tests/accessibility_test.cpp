@@ -55,22 +55,6 @@ class AccessibilityTest : public ::testing::Test {
   void* pool;
 };
 
-TEST_F(AccessibilityTest, EveryCopyIsANewObjectThatOnlyEqualityRecognises) {
-  AXUIElementRef text = at(150, 210);
-  AXUIElementRef again = at(150, 210);
-  EXPECT_NE(text, again);
-  EXPECT_TRUE(ax.equal(text, again));
-  EXPECT_EQ(ax.hash(text), ax.hash(again));
-  AXUIElementRef area = VAutils::parentOfUIElement(text);
-  EXPECT_FALSE(ax.equal(text, area));
-  std::vector<AXUIElementRef> children = VAutils::children(area).value();
-  EXPECT_EQ(std::find(children.begin(), children.end(), text), children.end())
-      << "a child is never the same object as an earlier copy";
-  EXPECT_EQ(std::count_if(children.begin(), children.end(),
-                          [&](AXUIElementRef c) { return ax.equal(c, text); }),
-            1);
-}
-
 TEST_F(AccessibilityTest, APassAsksForEachAttributeOfAnElementOnce) {
   AXUIElementRef text = at(150, 210);
   uint64_t calls = ax.calls();

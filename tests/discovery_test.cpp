@@ -71,7 +71,7 @@ vsession::AXNode& nodeAt(AgentSession& agent, double x, double y) {
 // One pass at the Cocoa point p, as the run timer makes it; the accessibility calls it made.
 uint64_t onePassAt(AgentSession& agent, CGPoint p) {
   uint64_t before = agent.session().accessibility().calls();
-  DiscoveryPass pass;
+  AXReadsOfOnePass pass;
   IRect r;
   if (VAux::updateAppUnderCursor_centered_wRect(p, false, &r) > 0) {
     VAux::updateBars_andWindowRect(&bgDelegate_statics().bars, &r);
@@ -302,7 +302,7 @@ TEST(DiscoveryTest, AGroupsChildrenAreCheckedWithoutTheBranchTheWalkCameFrom) {
   area.role = "AXGroup";  // a group that shows a scroll bar among its children
   AgentSession agent(oneWindow({area}));
   auto& ax = agent.session().accessibility();
-  DiscoveryPass pass;
+  AXReadsOfOnePass pass;
   VAux::updateAppUnderCursor({890, kH - 400.0});  // over the bar
   AXUIElementRef bar = VAux_statics().cursorElement;
   AXUIElementRef group = VAutils::parentOfUIElement(bar);
@@ -337,14 +337,15 @@ TEST(DiscoveryTest, APassAsksEachQuestionOnceAndLeavesNoElementBehind) {
                                "com.example.reader", kWindow, {400, 405}));
   auto& ax = agent.session().accessibility();
   EXPECT_TRUE(handedOver().up.found);
-  EXPECT_EQ(ax.liveElements(), 1u);  // the system-wide element the agent keeps
+  // The agent keeps the system-wide element and the element under the cursor.
+  EXPECT_EQ(ax.liveElements(), 2u);
 
   for (double y : {420.0, 500.0}) {
     ax.startReadLog();
     agent.input().moveTo({400, y});
     agent.runUntil(agent.session().elapsed() + 1.5);
     EXPECT_EQ(ax.repeatedReads(), 0u) << y;
-    EXPECT_EQ(ax.liveElements(), 1u) << y;
+    EXPECT_EQ(ax.liveElements(), 2u) << y;
   }
 }
 
@@ -356,9 +357,10 @@ TEST(DiscoveryTest, ANewWindowIdentifierForgetsWhatWasFoundBefore) {
   Bars eventThreadCopy = handedOver();  // as the event thread holds it during one event
 
   vsession::AXNode& window = *nodeAt(agent, 400, 400).window;
-  // A title longer than the record holds, with a two-byte character across its end.
+  // Titles longer than the record holds, with a two-byte character across its end, and
+  // differing only beyond it.
   std::string longTitle = std::string(254, 'a') + "\xC3\xA9" + "tail";
-  for (const std::string& title : {std::string("Another"), longTitle}) {
+  for (const std::string& title : {std::string("Another"), longTitle, longTitle + "s"}) {
     window.overrides["AXTitle"] = AXValue{title};
     onePass(agent);
     EXPECT_FALSE(bars.up.wasFound) << title;
@@ -401,7 +403,7 @@ TEST(DiscoveryTest, OverTheDockTheWalkStopsAndTheGridFlagIsSet) {
 TEST(DiscoveryTest, FailuresAtNewPointsAreCountedAndTheThirtyFirstGivesUp) {
   AgentSession agent;
   auto& ax = agent.session().accessibility();
-  DiscoveryPass pass;
+  AXReadsOfOnePass pass;
   ax.failApplication(501, kAXErrorFailure);
   std::vector<int32_t> answers;
   for (int i = 0; i < 32; ++i) answers.push_back(VAux::updateAppUnderCursor({200.0 + i, 400}));
@@ -426,7 +428,7 @@ TEST(DiscoveryTest, InAnApplicationWhereEverythingIsOffTheSameWindowCostsNoQuest
     if (!allOff) off.erase("keysOn");
     giveOwnSettings(agent, "com.example.reader", off);
     agent.startAgent();
-    DiscoveryPass pass;
+    AXReadsOfOnePass pass;
     uint64_t before = agent.session().accessibility().calls();
     EXPECT_EQ(VAux::updateAppUnderCursor({300, kH - 300.0}), 501);
     EXPECT_EQ(agent.session().accessibility().calls() == before, allOff) << allOff;
@@ -440,7 +442,7 @@ TEST(DiscoveryTest, TheCentredVariantAsksAtTheMiddleOfTheWindowUnderTheCursor) {
                         {301, 502, {{450, 350}, {100, 100}}, "Palette", 0, false, {}});
   config.windows[1].ui = {uiElement("AXGroup", {{100, 140}, {800, 560}})};
   AgentSession agent(config);
-  DiscoveryPass pass;
+  AXReadsOfOnePass pass;
   IRect r;
   EXPECT_EQ(VAux::updateAppUnderCursor_centered_wRect({150, kH - 150}, false, &r), 501);
   EXPECT_EQ(VAux::updateAppUnderCursor_centered_wRect({150, kH - 150}, true, &r), 502);

@@ -228,6 +228,7 @@ TEST_F(DispatcherTest, EachVAEventDoesItsOwnWorkAndKindsWithoutWorkNone) {
       state_setDoingGrabWurl(true);
       runKind(kind);
       EXPECT_EQ(waitingCallCount(w.call), calls + 1) << kind;
+      EXPECT_EQ(waitingCallArgument(w.call), kind - w.first) << kind;  // up, down, left, right
       EXPECT_EQ(state_doingGrabWurl(), !w.stopsModes) << kind;
     }
   }
@@ -288,10 +289,11 @@ TEST_F(DispatcherTest, StopAllScrollingEndsEveryModeButACoastAndEachStarterThenB
     int kind;
     const bool& flag;
     Waiting start;
-  } starters[] = {{13, s.sDoingAutoScrollWurl, Waiting::hover_startAutoScroll},
-                  {14, s.sDoingAutoScrollWurl, Waiting::hover_startAutoScroll},
-                  {15, s.sDoingGrabWurl, Waiting::grabStart_unflippedPoint},
-                  {16, s.sDoingVectorWurl, Waiting::vectorStart_point}};
+    int direction;
+  } starters[] = {{13, s.sDoingAutoScrollWurl, Waiting::hover_startAutoScroll, kDirectionDown},
+                  {14, s.sDoingAutoScrollWurl, Waiting::hover_startAutoScroll, kDirectionUp},
+                  {15, s.sDoingGrabWurl, Waiting::grabStart_unflippedPoint, 0},
+                  {16, s.sDoingVectorWurl, Waiting::vectorStart_point, 0}};
   for (const auto& c : starters) {
     state_setDoingGrabWToggle(true);
     uint32_t starts = waitingCallCount(c.start);
@@ -300,6 +302,11 @@ TEST_F(DispatcherTest, StopAllScrollingEndsEveryModeButACoastAndEachStarterThenB
     EXPECT_TRUE(c.flag) << c.kind;
     EXPECT_FALSE(state_doingGrabWToggle()) << c.kind;
     EXPECT_EQ(waitingCallCount(c.start), starts + 1) << c.kind;
+    EXPECT_EQ(waitingCallArgument(c.start), c.direction) << c.kind;
+    // The zones fade the way autoscroll goes: there is a bar up in the window.
+    if (c.direction) {
+      EXPECT_EQ(waitingCallArgument(Waiting::zonesWcontroller_fadeZones), c.direction);
+    }
   }
   EXPECT_EQ(waitingCallCount(Waiting::zonesWcontroller_fadeZones), 2u);  // both autoscrolls
   EXPECT_EQ(waitingCallCount(Waiting::cursor_showOpenHand), 1u);         // the grab's hand

@@ -185,12 +185,13 @@ TEST_F(SettingsRecordTest, SpeedsMigrateOnceWithTheMarkerWrittenFirst) {
                                                  *settings.stored("appList")->array());
   };
   // (sqrt((300 - 100) / 100 * 2.28) + 1) * 100 = 313.5, and speedFromPrefsVal(313) is about
-  // 3, the old multiplier. Below 100 there is no square root, and far beyond 32 bits the
-  // conversion gives the most negative integer: both store 0, its low 16 bits. Keys that are
-  // not speeds stay as they were.
+  // 3, the old multiplier. Below 100 there is no square root: 0. Far beyond 32 bits the
+  // result is the largest 32-bit number, whose low 16 bits fill as the fastest speed. Keys
+  // that are not speeds stay as they were.
   EXPECT_EQ(migrated(0)["wheelSpeed"], PlistValue(313));
   EXPECT_EQ(migrated(0)["padSpeedX"], PlistValue(0));
-  EXPECT_EQ(migrated(0)["padSpeed"], PlistValue(0));
+  EXPECT_EQ(migrated(0)["padSpeed"], PlistValue(0xFFFF));
+  EXPECT_EQ(prefs_bgprefs()->pad.padSpeed, 1000);
   EXPECT_EQ(migrated(1)["wheelSpeedX"], PlistValue(100));
   EXPECT_EQ(migrated(1)["hoverOn"], PlistValue(0));
   EXPECT_NEAR(speedFromPrefsVal(313), 3.0, 0.02);

@@ -181,8 +181,9 @@ TEST_F(IntakeTest, ADisablingModifierPassesTheEventAndChangesNoState) {
   EXPECT_FALSE(event.sHavePhases);
   EXPECT_EQ(event.sTimeOfLastWheelEvent, 0);
 
-  // The same with the trackpad's block in force.
+  // The same with the trackpad's block in force, whose modifier alone counts then.
   state_setIsMultiTouch(true);
+  prefs.wheel.wheelDisWOption = 0;
   prefs.pad.padDisWOption = 1;
   agent.input().wheel(0, -1, {});
   agent.runUntil(now());

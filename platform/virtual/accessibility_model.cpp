@@ -229,6 +229,21 @@ size_t VirtualAccessibility::hash(AXUIElementRef element) {
   return std::hash<const AXNode*>()(nodeOf(element));
 }
 
+// The same value with a new handle for every element in it, as every copy has.
+AXValue VirtualAccessibility::freshCopy(const AXValue& value) {
+  if (auto* e = std::get_if<AXUIElementRef>(&value.value)) {
+    return *e ? AXValue{handle(nodeOf(*e))} : value;
+  }
+  if (auto* list = std::get_if<std::shared_ptr<AXArray>>(&value.value)) {
+    auto copy = std::make_shared<AXArray>();
+    if (*list) {
+      for (const AXValue& item : **list) copy->push_back(freshCopy(item));
+    }
+    return AXValue{copy};
+  }
+  return value;
+}
+
 void VirtualAccessibility::releaseHandles(AXValue& value) {
   if (auto* e = std::get_if<AXUIElementRef>(&value.value)) release(*e);
   if (auto* list = std::get_if<std::shared_ptr<AXArray>>(&value.value)) {
@@ -277,9 +292,7 @@ std::optional<AXValue> VirtualAccessibility::attribute(AXNode* e, std::string_vi
     return AXValue{array};
   };
   if (auto o = e->overrides.find(std::string(name)); o != e->overrides.end()) {
-    AXValue value = o->second;
-    if (auto* handed = std::get_if<AXUIElementRef>(&value.value)) value = element(nodeOf(*handed));
-    return value;
+    return freshCopy(o->second);
   }
   if (name == "AXRole" && !e->role.empty()) return AXValue{e->role};
   if (e->kind == Kind::kSystemWide) return std::nullopt;

@@ -8,6 +8,8 @@
 // counts the handles alive, so a leak or a comparison by pointer shows.
 #pragma once
 
+#include <cstdio>
+#include <cstdlib>
 #include <deque>
 #include <map>
 #include <optional>
@@ -90,8 +92,15 @@ class VirtualAccessibility final : public port::Accessibility {
   bool trusted() const { return trusted_; }
   void failApplication(int32_t pid, port::AXError error) { appErrors_[pid] = error; }
   void failElement(const AXNode& element, port::AXError error) { elementErrors_[&element] = error; }
-  // The node a live handle stands for, for tests that reach into the tree.
-  AXNode& node(port::AXUIElementRef element) { return *nodeOf(element); }
+  // The node a live handle of the current trees stands for, for tests that reach into them.
+  AXNode& node(port::AXUIElementRef element) {
+    AXNode* node = nodeOf(element);
+    if (element->tree != 0 && element->tree != tree_) {
+      std::fprintf(stderr, "virtual session: an element of a tree that was rebuilt\n");
+      std::abort();
+    }
+    return *node;
+  }
 
   // Calls made into the interface (each one a round trip on a real system), and the
   // handles alive now.
@@ -137,6 +146,7 @@ class VirtualAccessibility final : public port::Accessibility {
   port::AXError check(port::AXUIElementRef element);
   // The attribute as the application would answer it, with a new handle for every element.
   std::optional<port::AXValue> attribute(AXNode* e, std::string_view name);
+  port::AXValue freshCopy(const port::AXValue& value);
   void releaseHandles(port::AXValue& value);
   static AXNode systemWideNode() {
     AXNode e;

@@ -68,6 +68,7 @@ std::vector<std::string> listProblems(const PlistValue& domain) {
   const port::PlistArray* list = stored->second.array();
   if (!list) return {"appList is not an array: every setting takes its default"};
   std::vector<std::string> problems;
+  bool allApplicationsRead = false;
   for (size_t i = 0; i < list->size(); ++i) {
     std::string entry = "appList[" + std::to_string(i) + "]";
     const port::PlistDict* element = (*list)[i].dict();
@@ -76,10 +77,12 @@ std::vector<std::string> listProblems(const PlistValue& domain) {
     if (data && data->data()) {
       settings = port::platform().keyedArchiver->unarchiveObjectWithData(*data->data());
     }
-    if (!settings || !settings->dict()) {
-      problems.push_back(
-          entry + ": its settings cannot be read; " +
-          (i == 0 ? "every setting takes its default" : "the settings for all applications apply"));
+    bool readable = settings && settings->dict();
+    if (i == 0) allApplicationsRead = readable;
+    if (!readable) {
+      problems.push_back(entry + ": its settings cannot be read; " +
+                         (i > 0 && allApplicationsRead ? "the settings for all applications apply"
+                                                       : "every setting takes its default"));
       continue;
     }
     for (const auto& [key, value] : *settings->dict()) {
