@@ -24,9 +24,11 @@ std::optional<double> doubleOf(const PlistValue& v) {
 // is not a number counts as missing.
 class SettingsReader {
  public:
-  explicit SettingsReader(const PlistDict& settings) : settings_(settings) {}
+  explicit SettingsReader(const PlistDict& settings, std::vector<std::string>* asked = nullptr)
+      : settings_(settings), asked_(asked) {}
 
   std::optional<int64_t> number(const char* key) {
+    if (asked_) asked_->push_back(key);
     auto found = settings_.find(key);
     if (found == settings_.end()) return std::nullopt;
     return prefs_integerValue(found->second);
@@ -63,6 +65,7 @@ class SettingsReader {
 
  private:
   const PlistDict& settings_;
+  std::vector<std::string>* asked_;  // every key asked for, when someone wants to know
 };
 
 std::optional<PlistDict> archivedSettings(const PlistValue& element) {
@@ -134,15 +137,15 @@ PlistDict getPrefsDict_settingsTarget_inAppList(int32_t target, const PlistArray
   return {};
 }
 
-void switch_prefs_toSettingsTarget_inAppList(PrefsRecord* r, int32_t target,
-                                             const PlistArray& appList) {
-  PlistDict settings = getPrefsDict_settingsTarget_inAppList(target, appList);
-  SettingsReader in(settings);
+namespace {
+
+void fill(PrefsRecord* r, SettingsReader& in) {
+  // The switches forced off are still read, so that every key is asked for in every state.
   const bool off = state_forceOff();
   const bool offOrNoAX = off || state_AXdisabled();
 
 #define VARSEL_FILL_DEVICE(dev, coastVDefault, nudgeField, nudgeDefault)      \
-  r->dev.dev##On = off ? 0 : in.flag(#dev "On", 1);                           \
+  r->dev.dev##On = in.flag(#dev "On", 1) && !off;                             \
   r->dev.dev##ActiveHere = 1;                                                 \
   r->dev.dev##DisWCapsLock = in.flag(#dev "DisWCapsLock", 0);                 \
   r->dev.dev##DisWCommand = in.flag(#dev "DisWCommand", 0);                   \
@@ -175,7 +178,7 @@ void switch_prefs_toSettingsTarget_inAppList(PrefsRecord* r, int32_t target,
   VARSEL_FILL_DEVICE(pad, 0, padLiftFingersToCoast, 1)
 #undef VARSEL_FILL_DEVICE
 
-  r->hoverOn = offOrNoAX ? 0 : in.flag("hoverOn", 1);
+  r->hoverOn = in.flag("hoverOn", 1) && !offOrNoAX;
   r->hoverHOn = 0;
   r->hoverModOn = in.flag("hoverModOn", 1);
   r->hoverReverseYOn = in.flag("hoverReverseYOn", 0);
@@ -184,7 +187,7 @@ void switch_prefs_toSettingsTarget_inAppList(PrefsRecord* r, int32_t target,
   r->hoverVmax = in.u16("hoverVmax", 50);
   r->hoverVspeed = in.u16("hoverVspeed", 25);
 
-  r->autoScrollOn = offOrNoAX ? 0 : in.flag("autoScrollOn", 1);
+  r->autoScrollOn = in.flag("autoScrollOn", 1) && !offOrNoAX;
   r->autoScrollMod = in.modifier("autoScrollMod", 3);
   r->autoScrollSpeed = in.u8("autoScrollSpeed", 25);
   if (r->autoScrollSpeed >= 49) r->autoScrollSpeed = 49;
@@ -198,7 +201,7 @@ void switch_prefs_toSettingsTarget_inAppList(PrefsRecord* r, int32_t target,
   r->autoScrollUpHotKeyMods = in.u32("autoScrollUpHotKeyMods", 0x800000);
   r->autoScrollUpHotKeyChar = in.u32("autoScrollUpHotKeyChar", 0);
 
-  r->grabOn = off ? 0 : in.flag("grabOn", 1);
+  r->grabOn = in.flag("grabOn", 1) && !off;
   // The older key is read first and then always overwritten: it never decides.
   r->grabShowHand = in.flag("grabShowHandForKeyTrigger", 1);
   r->grabShowHand = in.flag("grabShowHand", 1);
@@ -224,7 +227,7 @@ void switch_prefs_toSettingsTarget_inAppList(PrefsRecord* r, int32_t target,
   r->grabHotKeyMods = in.u32("grabHotKeyMods", 0x800000);
   r->grabHotKeyChar = in.u32("grabHotKeyChar", 0);
 
-  r->keysOn = off ? 0 : in.flag("keysOn", 1);
+  r->keysOn = in.flag("keysOn", 1) && !off;
   r->keysProgressiveStartOn = in.flag("keysProgressiveStartOn", 1);
   r->keysSpeed = in.u8("keysSpeed", 128);
   // Each key packs a (hold, press) pair of modifier indexes: hold in the low byte.
@@ -253,7 +256,7 @@ void switch_prefs_toSettingsTarget_inAppList(PrefsRecord* r, int32_t target,
   r->keysHotKeyRightMods = in.u32("keysHotKeyRightMods", 0x800000);
   r->keysHotKeyRightChar = in.u32("keysHotKeyRightChar", 0);
 
-  r->vectorOn = off ? 0 : in.flag("vectorOn", 0);
+  r->vectorOn = in.flag("vectorOn", 0) && !off;
   r->vectorButton = in.u8("vectorButton", 2);
   r->vectorTriggerKind = in.u8("vectorTriggerKind", 0);
   r->vectorEatMDown = in.flag("vectorEatMDown", 0);
@@ -281,16 +284,33 @@ void switch_prefs_toSettingsTarget_inAppList(PrefsRecord* r, int32_t target,
   r->vectorHotKeyChar = in.u32("vectorHotKeyChar", 0);
 }
 
+}  // namespace
+
+void switch_prefs_toSettingsTarget_inAppList(PrefsRecord* r, int32_t target,
+                                             const PlistArray& appList) {
+  PlistDict settings = getPrefsDict_settingsTarget_inAppList(target, appList);
+  SettingsReader in(settings);
+  fill(r, in);
+}
+
+std::vector<std::string> prefs_settingsKeys() {
+  std::vector<std::string> keys;
+  PlistDict none;
+  SettingsReader in(none, &keys);
+  PrefsRecord scratch;
+  fill(&scratch, in);
+  return keys;
+}
+
 void convertPrefsInApplist(PlistArray& appList) {
   if (getIntValueFromPrefs_key_defaultVal("prefsVers", 0) > 0) return;
   // The marker goes first, so a crash during the conversion never repeats it.
   saveToPrefs_key_intValue("prefsVers", 1);
-  static constexpr const char* kSpeedKeys[] = {"wheelSpeed", "wheelSpeedX", "padSpeed",
-                                               "padSpeedX"};
+
   for (PlistValue& element : appList) {
     std::optional<PlistDict> settings = archivedSettings(element);
     if (!settings) continue;
-    for (const char* key : kSpeedKeys) {
+    for (const char* key : kMigratedSpeedKeys) {
       auto found = settings->find(key);
       if (found == settings->end()) continue;
       std::optional<double> old = doubleOf(found->second);

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "bgprefs.h"
 #include "platform/api/preferences.h"
@@ -30,8 +31,15 @@ port::PlistDict getPrefsDict_settingsTarget_inAppList(int32_t target,
 // Writes every field but hoverActiveOnly, dragSlop and each block's wacomCompatible.
 void switch_prefs_toSettingsTarget_inAppList(PrefsRecord* record, int32_t target,
                                              const port::PlistArray& appList);
-// The one-time migration of the old linear speed scale.
+// Every key the fill reads from an element's settings, in the order it reads them.
+std::vector<std::string> prefs_settingsKeys();
+// The keys read from the top level of the domain.
+inline constexpr const char* kGlobalPrefsKeys[] = {
+    "hoverActiveOnly", "dragSlop", "prefsVers", "updateCheckIntervalDays", "lastVersionCheckDate"};
+// The one-time migration of the old linear speed scale, and the keys it converts.
 void convertPrefsInApplist(port::PlistArray& appList);
+inline constexpr const char* kMigratedSpeedKeys[] = {"wheelSpeed", "wheelSpeedX", "padSpeed",
+                                                     "padSpeedX"};
 
 float speedFromPrefsVal(int v);
 uint32_t index2key(uint32_t index);

@@ -9,7 +9,7 @@
 #include <iterator>
 #include <limits>
 
-#include "command_output.h"
+#include "outside_world.h"
 #include "platform/virtual/keyed_archive.h"
 #include "platform/virtual/plist_codec.h"
 #include "platform/virtual/plist_json.h"

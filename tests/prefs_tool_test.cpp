@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "command_output.h"
+#include "outside_world.h"
 #include "settings_session.h"
 #include "tools/varsel-sim/prefs_report.h"
 #include "tools/varsel-sim/runner.h"
@@ -107,10 +107,15 @@ TEST(PrefsToolTest, PrintsTheExactRecordForADomainAnotherProgramWrote) {
       "wheel.wacomCompatible": 0, "pad.wacomCompatible": 0})"));
   expectFields(reader, json::parse(R"({"autoScrollSpeed": 44, "keysHoldMod": [1, 2, 0, 0, 1],
       "keysPressMod": [3, 0, 2, 3, 3], "vectorVspeed": 5, "hoverVmax": 50})"));
-  // The agent passes over what it cannot use without a word: the report says it.
-  EXPECT_EQ(
-      sim::reportPrefsFile(domain).notes,
-      std::vector<std::string>{"appList[1]: hoverVmax is not a number; it takes its default"});
+  // The agent passes over what it cannot use, and converts and clamps, without a word: the
+  // report says it.
+  EXPECT_EQ(sim::reportPrefsFile(domain).notes,
+            (std::vector<std::string>{
+                "dragSlop 40 is taken as 15", "appList[0]: wheelCoastFactor 850 is taken as 800",
+                "appList[0]: wheelSpeed 300 is taken as 313 on the new speed scale",
+                "appList[1]: autoScrollSpeed 300 is taken as 44",
+                "appList[1]: hoverVmax is not a number; it takes its default",
+                "appList[1]: vectorVspeed 60 is taken as 105"}));
   // Every field of the record, in declaration order.
   EXPECT_EQ(all["record"].size(), 134u);
   EXPECT_EQ(all["record"].begin().key(), "hoverActiveOnly");
@@ -132,7 +137,7 @@ TEST(PrefsToolTest, FilesThatCannotBeUsedAreRefusedAndNoTestDataFileCrashesIt) {
       {scratch("junk.plist"), ": not a property list"},
       {(kTestData / "plists" / "valid" / "uid.bplist").string(),
        ": the top level is not a dictionary"},
-      {"/nonexistent.plist", ": cannot be read"}};
+      {"/nonexistent.plist", ": cannot be read: No such file or directory"}};
   for (const auto& [file, reason] : refused) {
     try {
       sim::reportPrefsFile(file);

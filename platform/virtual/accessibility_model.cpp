@@ -182,6 +182,17 @@ std::optional<ContentScroll> VirtualAccessibility::scrollContentAt(CGPoint p, do
   return std::nullopt;
 }
 
+std::vector<ContentScroll> VirtualAccessibility::scrollAreas() const {
+  std::vector<ContentScroll> out;
+  for (const AXNode& node : nodes_) {
+    if (!node.content || !node.window) continue;
+    for (const auto& [number, window] : windows_) {
+      if (window == node.window) out.push_back({node.pid, number, node.areaIndex, node.offset});
+    }
+  }
+  return out;
+}
+
 AXUIElementRef VirtualAccessibility::handle(AXNode* node) {
   auto* made = new AXUIElement{node, node == &systemWide_ ? 0 : tree_, 1};
   live_.insert(made);

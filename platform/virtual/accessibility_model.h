@@ -119,6 +119,8 @@ class VirtualAccessibility final : public port::Accessibility {
   // (positive: toward the start), clamped at the content's edges. Nothing when no area
   // is there or it is already at that edge.
   std::optional<ContentScroll> scrollContentAt(port::CGPoint p, double pixelsX, double pixelsY);
+  // Every scroll area with its offset now, window by window.
+  std::vector<ContentScroll> scrollAreas() const;
 
   port::AXUIElementRef createSystemWide() override { return handle(&systemWide_); }
   port::AXUIElementRef createApplication(int32_t pid) override;

@@ -196,6 +196,7 @@ void EventSystem::throughTaps(CGEventRef event, CGEventTapLocation entry) {
     if (!result) {
       trace_.add(scheduler_.now(), "swallow",
                  {{"type", event->type}, {"x", event->location.x}, {"y", event->location.y}});
+      if (swallowWatcher_) swallowWatcher_(event);
       release(event);
       return;
     }

@@ -34,6 +34,11 @@ class EventSystem final : public port::QuartzEvents, public port::CocoaEvents {
   void setScrollReceiver(std::function<void(port::CGEventRef)> receiver) {
     scrollReceiver_ = std::move(receiver);
   }
+  // Shown each event a tap swallowed, before it goes (the picture draws the input the agent
+  // took away).
+  void setSwallowWatcher(std::function<void(port::CGEventRef)> watcher) {
+    swallowWatcher_ = std::move(watcher);
+  }
   size_t liveEvents() const { return live_; }
 
   // QuartzEvents
@@ -129,6 +134,7 @@ class EventSystem final : public port::QuartzEvents, public port::CocoaEvents {
   int tapSourcesCreated_ = 0;
   double bootTime_;
   std::function<void(port::CGEventRef)> scrollReceiver_;
+  std::function<void(port::CGEventRef)> swallowWatcher_;
 };
 
 }  // namespace vsession

@@ -27,6 +27,11 @@ TaskId Scheduler::scheduleGuarded(double due, LaneId lane, const char* what,
   return id;
 }
 
+void Scheduler::scheduleAt(TaskId reserved, double due, LaneId lane, const char* what,
+                           port::Block task) {
+  queue_.push(Task{due < now_ ? now_ : due, reserved, lane, what, std::move(task)});
+}
+
 void Scheduler::cancel(TaskId id) {
   cancelled_.insert(id);
 }

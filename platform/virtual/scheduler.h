@@ -41,6 +41,15 @@ class Scheduler {
   TaskId scheduleGuarded(double due, LaneId lane, const char* what, const uint64_t* generation,
                          port::Block task);
   void cancel(TaskId id);
+  // Sets aside `count` places in posting order for tasks posted later with scheduleAt: they
+  // run, among tasks due at the same time, where posting them now would have put them. A
+  // long run's input is fed in as it goes, yet runs exactly as if queued whole at the start.
+  TaskId reserve(uint64_t count) {
+    TaskId first = nextSeq_;
+    nextSeq_ += count;
+    return first;
+  }
+  void scheduleAt(TaskId reserved, double due, LaneId lane, const char* what, port::Block task);
 
   // Runs `work` on `lane` now, as one wake of that lane's thread.
   template <class F>

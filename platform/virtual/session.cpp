@@ -130,6 +130,11 @@ void VirtualSession::at(double seconds, port::Block action) {
   scheduler_.schedule(absolute(seconds), Scheduler::kSystemLane, "input", std::move(action));
 }
 
+void VirtualSession::at(TaskId reserved, double seconds, port::Block action) {
+  scheduler_.scheduleAt(reserved, absolute(seconds), Scheduler::kSystemLane, "input",
+                        std::move(action));
+}
+
 // The framework finishes launching on the main thread's first pass.
 void VirtualSession::AppPort::run(void (*applicationDidFinishLaunching)()) {
   s_.scheduler_.schedule(s_.scheduler_.now(), Scheduler::kMainLane, "launch",

@@ -88,6 +88,8 @@ class VirtualSession {
   double absolute(double seconds) const { return scheduler_.startTime() + seconds; }
   // Runs `action` at `seconds` after the start, as the hardware or the system would.
   void at(double seconds, port::Block action);
+  // The same in a place of posting order set aside earlier (Scheduler::reserve).
+  void at(TaskId reserved, double seconds, port::Block action);
   void runUntil(double seconds) { scheduler_.runUntil(absolute(seconds)); }
   // The agent asked to terminate and its main thread has handled the request.
   bool terminated() const { return scheduler_.stopped(); }

@@ -1,6 +1,12 @@
 #include "system_services.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <fstream>
 #include <iterator>
 #include <system_error>
@@ -13,10 +19,40 @@ namespace vsession {
 namespace fs = std::filesystem;
 using namespace port;
 
+FileContents readFileOrWhy(const fs::path& path) {
+  int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0) return {std::nullopt, std::strerror(errno)};
+  FileContents read;
+  struct stat info;
+  if (::fstat(fd, &info) != 0) {
+    read.error = std::strerror(errno);
+  } else if (S_ISDIR(info.st_mode)) {
+    read.error = "it is a folder, not a file";
+  } else if (!S_ISREG(info.st_mode)) {
+    read.error = "it is not a regular file";
+  } else {
+    std::vector<uint8_t> bytes;
+    uint8_t buffer[65536];
+    for (;;) {
+      ssize_t n = ::read(fd, buffer, sizeof buffer);
+      if (n < 0 && errno == EINTR) continue;
+      if (n < 0) {
+        read.error = std::strerror(errno);
+        break;
+      }
+      if (n == 0) {
+        read.bytes = std::move(bytes);
+        break;
+      }
+      bytes.insert(bytes.end(), buffer, buffer + n);
+    }
+  }
+  ::close(fd);
+  return read;
+}
+
 std::optional<std::vector<uint8_t>> readWholeFile(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) return std::nullopt;
-  return std::vector<uint8_t>(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+  return readFileOrWhy(path).bytes;
 }
 
 // Written beside the target and renamed over it, so a reader never sees half a file.

@@ -97,6 +97,13 @@ class VirtualWorkspace final : public port::Workspace {
   std::function<void(int32_t)> terminated_;
 };
 
+// A whole file's bytes, or why they could not be read: the system's reason, or that the path
+// names a folder or something else that is not a regular file.
+struct FileContents {
+  std::optional<std::vector<uint8_t>> bytes;
+  std::string error;
+};
+FileContents readFileOrWhy(const std::filesystem::path& path);
 // Reads a whole file; nullopt when it cannot be read.
 std::optional<std::vector<uint8_t>> readWholeFile(const std::filesystem::path& path);
 bool writeWholeFile(const std::filesystem::path& path, const std::vector<uint8_t>& bytes);

@@ -13,7 +13,8 @@ void Trace::add(double now, const char* kind, TraceLine fields) {
   line["t"] = relative(now);
   line["kind"] = kind;
   for (auto& [key, value] : fields.items()) line[key] = std::move(value);
-  lines_.push_back(std::move(line));
+  if (sink_) sink_(line);
+  if (keep_) lines_.push_back(std::move(line));
 }
 
 void Trace::write(std::ostream& out) const {

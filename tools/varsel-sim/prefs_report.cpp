@@ -1,5 +1,7 @@
 #include "prefs_report.h"
 
+#include <algorithm>
+#include <set>
 #include <sstream>
 
 #include "Commonprefs.h"
@@ -59,15 +61,64 @@ bool isNumber(const PlistValue& v) {
          std::holds_alternative<bool>(v.value);
 }
 
-// What in the stored list the agent cannot use, and what it does instead: it passes over
-// such things without a word, so the report says it.
-std::vector<std::string> listProblems(const PlistValue& domain) {
+std::string text(const PlistValue& v) {
+  if (auto* i = std::get_if<int64_t>(&v.value)) return std::to_string(*i);
+  if (auto* b = std::get_if<bool>(&v.value)) return *b ? "true" : "false";
+  if (auto* d = std::get_if<double>(&v.value)) return ordered_json(*d).dump();
+  return "?";
+}
+
+// A stored number the record holds as another value, as "wheelSpeed 5000 is taken as
+// 1000": clamped, cut to its field's width, a fraction dropped, a flag made 0 or 1.
+std::optional<std::string> conversion(const std::string& key, const PlistValue& stored,
+                                      const ordered_json& record) {
+  std::optional<int64_t> n = prefs_integerValue(stored);
+  const double* fraction = std::get_if<double>(&stored.value);
+  bool whole = !fraction || *fraction == static_cast<double>(*n);
+  std::string said = key + " " + text(stored);
+  static const std::set<std::string> kPairs = {"keysUp", "keysDown", "keysLeft", "keysRight",
+                                               "keysGrabTrigger"};
+  if (kPairs.count(key)) {
+    if (*n >= 0 && *n <= 0xFFFF && whole) return std::nullopt;
+    return said + " keeps only the low 16 bits of its whole part";
+  }
+  if (key == "vectorVspeed") {  // the field holds the speed above 100
+    int64_t held = record["vectorVspeed"].get<int64_t>() + 100;
+    if (held == *n && whole) return std::nullopt;
+    return said + " is taken as " + std::to_string(held);
+  }
+  if (!record.contains(key)) return std::nullopt;  // read, but held by no field of its own
+  int64_t held = record[key].get<int64_t>();
+  if (held == *n && whole) return std::nullopt;
+  return said + " is taken as " + std::to_string(held);
+}
+
+// What in the stored domain the agent passes over or takes otherwise, without a word: an
+// appList that is missing or not a list, elements it cannot read, values that are not
+// numbers, and numbers it converts or clamps.
+std::vector<std::string> notesOn(const PlistValue& domain, const ordered_json& report) {
   const port::PlistDict& top = *domain.dict();
+  std::vector<std::string> notes;
+  for (const char* key : {"dragSlop", "hoverActiveOnly"}) {
+    auto stored = top.find(key);
+    if (stored == top.end()) continue;
+    if (!isNumber(stored->second)) {
+      notes.push_back(std::string(key) + " is not a number; it takes its default");
+    } else if (auto note = conversion(key, stored->second, report["global"])) {
+      notes.push_back(*note);
+    }
+  }
   auto stored = top.find("appList");
-  if (stored == top.end()) return {};
+  if (stored == top.end()) {
+    notes.push_back("there is no appList: every setting takes its default");
+    return notes;
+  }
   const port::PlistArray* list = stored->second.array();
-  if (!list) return {"appList is not an array: every setting takes its default"};
-  std::vector<std::string> problems;
+  if (!list) {
+    notes.push_back("appList is not an array: every setting takes its default");
+    return notes;
+  }
+  if (list->empty()) notes.push_back("appList is empty: every setting takes its default");
   bool allApplicationsRead = false;
   for (size_t i = 0; i < list->size(); ++i) {
     std::string entry = "appList[" + std::to_string(i) + "]";
@@ -80,25 +131,33 @@ std::vector<std::string> listProblems(const PlistValue& domain) {
     bool readable = settings && settings->dict();
     if (i == 0) allApplicationsRead = readable;
     if (!readable) {
-      problems.push_back(entry + ": its settings cannot be read; " +
-                         (i > 0 && allApplicationsRead ? "the settings for all applications apply"
-                                                       : "every setting takes its default"));
+      notes.push_back(entry + ": its settings cannot be read; " +
+                      (i > 0 && allApplicationsRead ? "the settings for all applications apply"
+                                                    : "every setting takes its default"));
       continue;
     }
+    const ordered_json& record = report["appList"][i]["record"];
     for (const auto& [key, value] : *settings->dict()) {
       if (!isNumber(value)) {
-        problems.push_back(entry + ": " + key + " is not a number; it takes its default");
+        notes.push_back(entry + ": " + key + " is not a number; it takes its default");
+      } else if (auto note = conversion(key, value, record)) {
+        bool migrated = report["global"]["speedsMigrated"].get<bool>() &&
+                        std::find(std::begin(kMigratedSpeedKeys), std::end(kMigratedSpeedKeys),
+                                  key) != std::end(kMigratedSpeedKeys);
+        notes.push_back(entry + ": " + *note + (migrated ? " on the new speed scale" : ""));
       }
     }
   }
-  return problems;
+  return notes;
 }
 
 }  // namespace
 
 PrefsReport reportPrefsFile(const std::string& path) {
-  std::optional<std::vector<uint8_t>> bytes = vsession::readWholeFile(path);
-  if (!bytes) throw PrefsFileError(path + ": cannot be read");
+  vsession::FileContents file = vsession::readFileOrWhy(path);
+  if (!file.bytes) throw PrefsFileError(path + ": cannot be read: " + file.error);
+  if (file.bytes->empty()) throw PrefsFileError(path + ": the file is empty");
+  const std::vector<uint8_t>* bytes = &*file.bytes;
   vsession::PlistRead plist = vsession::readPlist(*bytes);
   if (!plist.value) throw PrefsFileError(path + ": " + plist.error);
   if (!plist.value->dict()) throw PrefsFileError(path + ": the top level is not a dictionary");
@@ -109,7 +168,6 @@ PrefsReport reportPrefsFile(const std::string& path) {
   agent_resetModules();
 
   PrefsReport report;
-  report.notes = listProblems(*plist.value);
   int prefsVers = getIntValueFromPrefs_key_defaultVal("prefsVers", 0);
   bgprefs reader;
   reader.readPrefs();
@@ -136,6 +194,7 @@ PrefsReport reportPrefsFile(const std::string& path) {
                     {"record", recordJson(record)}});
   }
   report.json["appList"] = std::move(list);
+  report.notes = notesOn(*plist.value, report.json);
   for (const std::string& line : session.logLines()) report.notes.push_back(line);
   agent_resetModules();
   port::setPlatform(nullptr);

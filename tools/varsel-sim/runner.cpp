@@ -11,10 +11,12 @@
 #include "platform/virtual/keyed_archive.h"
 #include "platform/virtual/session.h"
 #include "state_observer.h"
+#include "summary.h"
 
 namespace sim {
 
 using namespace port;
+using vsession::TaskId;
 using vsession::VirtualSession;
 
 vsession::SessionConfig sessionConfigFor(const Scenario& s, const RunOptions& options) {
@@ -60,14 +62,28 @@ vsession::SessionConfig sessionConfigFor(const Scenario& s, const RunOptions& op
 
 namespace {
 
-void scheduleTrackpad(VirtualSession& session, double start,
+// Where a step's tasks go: into the session's queue, each in the next place of posting order
+// set aside for them; or, while the places are being counted, nowhere.
+struct Places {
+  VirtualSession& session;
+  TaskId next = 0;
+  bool counting = false;
+  void at(double t, Block task) {
+    if (!counting) session.at(next, t, std::move(task));
+    ++next;
+  }
+};
+
+void scheduleTrackpad(Places& places, double start,
                       const std::vector<vsession::TrackpadStep>& steps) {
+  VirtualSession& session = places.session;
   for (const vsession::TrackpadStep& s : steps) {
-    session.at(start + s.t, [&session, s] { session.input().trackpad(s); });
+    places.at(start + s.t, [&session, s] { session.input().trackpad(s); });
   }
 }
 
-void scheduleReplay(VirtualSession& session, double start, const ReplayInput& replay) {
+void scheduleReplay(Places& places, double start, const ReplayInput& replay) {
+  VirtualSession& session = places.session;
   double first = replay.events.front().t;
   if (replay.trackpad) {
     std::vector<vsession::RecordedDelta> recording;
@@ -75,12 +91,12 @@ void scheduleReplay(VirtualSession& session, double start, const ReplayInput& re
       double scale = e.lines ? 10 : 1;
       recording.push_back({e.t, e.x * scale, e.y * scale});
     }
-    scheduleTrackpad(session, start, vsession::trackpadStepsFromRecording(recording));
+    scheduleTrackpad(places, start, vsession::trackpadStepsFromRecording(recording));
     return;
   }
   for (const ReplayInput::Event& e : replay.events) {
     const ReplayInput::Event* event = &e;
-    session.at(start + e.t - first, [&session, event] {
+    places.at(start + e.t - first, [&session, event] {
       if (event->lines) {
         session.input().wheel(event->x, event->y, std::nullopt);
       } else {
@@ -91,12 +107,13 @@ void scheduleReplay(VirtualSession& session, double start, const ReplayInput& re
 }
 
 // Each step becomes the device actions it stands for, at their virtual times.
-void schedule(VirtualSession& session, const InputStep& step) {
+void schedule(Places& places, const InputStep& step) {
+  VirtualSession& session = places.session;
   vsession::InputDevices& input = session.input();
   const InputStep* p = &step;
   if (auto* move = std::get_if<MoveInput>(&step.action); move && move->over > 0) {
     // The path starts wherever the cursor is when the move begins.
-    session.at(step.t, [&session, p, move] {
+    places.at(step.t, [&session, p, move] {
       CGPoint from = session.world().cursor;
       int steps = std::max(1, static_cast<int>(std::ceil(move->over * move->rate)));
       for (int k = 1; k <= steps; ++k) {
@@ -112,116 +129,88 @@ void schedule(VirtualSession& session, const InputStep& step) {
         using T = std::decay_t<decltype(a)>;
         const T* action = &a;
         if constexpr (std::is_same_v<T, WheelInput>) {
-          session.at(p->t, [&input, action] { input.wheel(action->x, action->y, action->pixels); });
+          places.at(p->t, [&input, action] { input.wheel(action->x, action->y, action->pixels); });
         } else if constexpr (std::is_same_v<T, MoveInput>) {
-          session.at(p->t, [&input, action] { input.moveTo(action->to); });
+          places.at(p->t, [&input, action] { input.moveTo(action->to); });
         } else if constexpr (std::is_same_v<T, ModifiersInput>) {
-          session.at(p->t, [&input, action] { input.setModifiers(action->flags); });
+          places.at(p->t, [&input, action] { input.setModifiers(action->flags); });
         } else if constexpr (std::is_same_v<T, ButtonInput>) {
           // Without "down" the step is a click: press now, release 0.08 s later.
           bool down = action->down.value_or(true);
-          session.at(p->t, [&input, action, down] { input.button(action->number, down); });
+          places.at(p->t, [&input, action, down] { input.button(action->number, down); });
           if (!action->down) {
-            session.at(p->t + 0.08, [&input, action] { input.button(action->number, false); });
+            places.at(p->t + 0.08, [&input, action] { input.button(action->number, false); });
           }
         } else if constexpr (std::is_same_v<T, KeyInput>) {
           bool down = action->down.value_or(true);
-          session.at(p->t,
-                     [&input, action, down] { input.key(action->chars, action->code, down); });
+          places.at(p->t, [&input, action, down] { input.key(action->chars, action->code, down); });
           if (!action->down) {
-            session.at(p->t + 0.08,
-                       [&input, action] { input.key(action->chars, action->code, false); });
+            places.at(p->t + 0.08,
+                      [&input, action] { input.key(action->chars, action->code, false); });
           }
         } else if constexpr (std::is_same_v<T, TrackpadInput>) {
-          session.at(p->t, [&input, action] { input.trackpad(action->step); });
+          places.at(p->t, [&input, action] { input.trackpad(action->step); });
         } else if constexpr (std::is_same_v<T, SwipeInput>) {
           scheduleTrackpad(
-              session, p->t,
+              places, p->t,
               vsession::swipeSteps(action->x, action->y, action->over, action->momentum));
         } else if constexpr (std::is_same_v<T, ReplayInput>) {
-          scheduleReplay(session, p->t, *action);
+          scheduleReplay(places, p->t, *action);
         } else if constexpr (std::is_same_v<T, PaneInput>) {
-          session.at(p->t, [&session, action] {
+          places.at(p->t, [&session, action] {
             PlistDict message;
             message["m"] = PlistValue(action->m);
             if (action->s) message["s"] = PlistValue(*action->s);
             session.paneSend(message);
           });
         } else {
-          session.at(p->t,
-                     [&input, action] { input.raw(action->type, action->fields, action->flags); });
+          places.at(p->t,
+                    [&input, action] { input.raw(action->type, action->fields, action->flags); });
         }
       },
       step.action);
 }
 
-const char* typeName(int64_t type) {
-  switch (type) {
-    case kCGEventLeftMouseDown:
-    case kCGEventRightMouseDown:
-    case kCGEventOtherMouseDown:
-      return "button down";
-    case kCGEventLeftMouseUp:
-    case kCGEventRightMouseUp:
-    case kCGEventOtherMouseUp:
-      return "button up";
-    case kCGEventMouseMoved:
-      return "mouse moved";
-    case kCGEventLeftMouseDragged:
-    case kCGEventRightMouseDragged:
-    case kCGEventOtherMouseDragged:
-      return "dragged";
-    case kCGEventKeyDown:
-      return "key down";
-    case kCGEventKeyUp:
-      return "key up";
-    case kCGEventFlagsChanged:
-      return "flags changed";
-    case kCGEventScrollWheel:
-      return "scroll wheel";
-    case kNSEventTypeGesture:
-      return "gesture";
-    default:
-      return "other";
-  }
-}
+// Plays the input into the session as the run goes: every second of virtual time the steps
+// due in the second after next are queued, so the queue holds a few seconds of input however
+// long the run. Their places in posting order are set aside at the start, so they run
+// exactly as if the whole input had been queued then.
+class InputFeeder {
+ public:
+  static constexpr double kWindow = 1.0;
 
-std::string summarize(const Scenario& s, const RunResult& result, VirtualSession& session) {
-  std::map<std::string, int> delivered;
-  int swallowed = 0, stateChanges = 0, total = 0;
-  std::vector<std::string> logs;
-  for (const auto& line : result.trace) {
-    std::string kind = line["kind"];
-    if (kind == "deliver") {
-      ++delivered[typeName(line["type"].get<int64_t>())];
-      ++total;
-    } else if (kind == "swallow") {
-      ++swallowed;
-    } else if (kind == "state") {
-      ++stateChanges;
-    } else if (kind == "log") {
-      logs.push_back(line["msg"]);
+  InputFeeder(VirtualSession& session, const std::vector<InputStep>& steps)
+      : session_(session), steps_(steps) {
+    TaskId count = 0;
+    for (const InputStep& step : steps_) {
+      Places counter{session_, 0, true};
+      schedule(counter, step);
+      first_.push_back(count);
+      count += counter.next;
     }
+    TaskId base = session_.scheduler().reserve(count);
+    for (TaskId& first : first_) first += base;
   }
-  std::ostringstream out;
-  out << "Scenario \"" << s.name << "\": " << s.until << " s of virtual time"
-      << (result.terminated ? ", ended by the agent's terminate request" : "") << "\n";
-  out << "  delivered " << total << " events";
-  const char* sep = ": ";
-  for (const auto& [name, count] : delivered) {
-    out << sep << count << " " << name;
-    sep = ", ";
+
+  void start() { feedAt(0); }
+
+ private:
+  void feedAt(double now) {
+    for (; next_ < steps_.size() && steps_[next_].t < now + 2 * kWindow; ++next_) {
+      Places places{session_, first_[next_]};
+      schedule(places, steps_[next_]);
+    }
+    if (next_ == steps_.size()) return;
+    double then = now + kWindow;
+    session_.scheduler().schedule(session_.absolute(then), vsession::Scheduler::kSystemLane,
+                                  "input", [this, then] { feedAt(then); });
   }
-  out << "\n  swallowed " << swallowed << "\n";
-  for (const vsession::VirtualApp& app : session.world().apps) {
-    out << "  " << app.displayName() << " (pid " << app.pid << ") received " << app.eventsReceived
-        << "\n";
-  }
-  out << "  agent state changes: " << stateChanges << "\n";
-  out << "  logged: " << (logs.empty() ? "nothing" : "") << "\n";
-  for (const std::string& msg : logs) out << "    " << msg << "\n";
-  return out.str();
-}
+
+  VirtualSession& session_;
+  const std::vector<InputStep>& steps_;
+  std::vector<TaskId> first_;  // each step's first place in posting order
+  size_t next_ = 0;
+};
 
 }  // namespace
 
@@ -261,24 +250,39 @@ RunResult runScenario(const Scenario& scenario, const RunOptions& options) {
   agent_resetModules();
   if (scenario.prefs) writeScenarioPrefs(*scenario.prefs, session);
 
+  RunResult result;
+  std::vector<vsession::ContentScroll> areas = session.accessibility().scrollAreas();
+  RunSummary summary(scenario, areas);
+  if (options.plot) {
+    result.plot.emplace(scenario, areas);
+    session.events().setSwallowWatcher([&result](CGEventRef e) { result.plot->swallowed(e); });
+  }
+  session.trace().keepLines(options.keepTrace);
+  session.trace().setSink([&](const vsession::TraceLine& line) {
+    summary.line(line);
+    if (result.plot) result.plot->line(line);
+    if (options.traceSink) options.traceSink(line);
+  });
+
   StateObserver observer;
   BarsObserver bars;
-  session.scheduler().setAfterWakeHook([&session, &observer, &bars] {
+  session.scheduler().setAfterWakeHook([&session, &observer, &bars, &summary] {
     double now = session.scheduler().now();
     for (auto& [name, value] : observer.changes()) {
       session.trace().add(now, "state", {{"name", name}, {"value", value}});
     }
     if (auto change = bars.change()) session.trace().add(now, "bars", std::move(*change));
+    summary.afterWake();
   });
 
   if (options.startAgent) agent_main();
-  for (const InputStep& step : scenario.input) schedule(session, step);
+  InputFeeder feeder(session, scenario.input);
+  feeder.start();
   session.runUntil(scenario.until);
 
-  RunResult result;
   result.trace = session.trace().lines();
   result.terminated = session.terminated();
-  result.summary = summarize(scenario, result, session);
+  result.summary = summary.text(session.world().apps, result.terminated);
   agent_resetModules();
   port::setPlatform(nullptr);
   return result;

@@ -2,11 +2,13 @@
 // way start-up does, plays the input, and collects the trace.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
 #include "platform/virtual/session.h"
 #include "platform/virtual/trace.h"
+#include "plot.h"
 #include "scenario.h"
 
 namespace sim {
@@ -14,11 +16,16 @@ namespace sim {
 struct RunOptions {
   bool wakes = false;      // record every wake of the agent's threads
   bool startAgent = true;  // false: the bare session, a baseline to compare the agent with
+  bool keepTrace = true;   // hold every trace line in the result
+  // Each trace line as it happens (a long run writes them out instead of keeping them).
+  std::function<void(const vsession::TraceLine&)> traceSink = {};
+  bool plot = false;  // gather what the picture needs
 };
 
 struct RunResult {
-  std::vector<vsession::TraceLine> trace;
+  std::vector<vsession::TraceLine> trace;  // with keepTrace
   std::string summary;
+  std::optional<PlotData> plot;  // with plot
   bool terminated = false;
 };
 

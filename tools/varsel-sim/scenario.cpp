@@ -1,18 +1,20 @@
 #include "scenario.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <initializer_list>
 #include <set>
 #include <sstream>
 
 #include <nlohmann/json.hpp>
 
+#include "Commonprefs.h"
 #include "platform/virtual/input_devices.h"
+#include "platform/virtual/system_services.h"
 
 namespace sim {
 
@@ -152,12 +154,44 @@ uint32_t readCreator(const Node& node) {
   return fourCharCode(code);
 }
 
-// Settings values are numbers, as the pane writes them.
-port::PlistDict readSettings(const Node& node) {
+// How many single-character edits turn one name into the other, ignoring case.
+size_t editDistance(const std::string& a, const std::string& b) {
+  std::vector<size_t> row(b.size() + 1);
+  for (size_t j = 0; j <= b.size(); ++j) row[j] = j;
+  for (size_t i = 1; i <= a.size(); ++i) {
+    size_t diagonal = row[0];
+    row[0] = i;
+    for (size_t j = 1; j <= b.size(); ++j) {
+      size_t above = row[j];
+      bool same = std::tolower(static_cast<unsigned char>(a[i - 1])) ==
+                  std::tolower(static_cast<unsigned char>(b[j - 1]));
+      row[j] = std::min({row[j] + 1, row[j - 1] + 1, diagonal + (same ? 0 : 1)});
+      diagonal = above;
+    }
+  }
+  return row[b.size()];
+}
+
+// Settings values are numbers, as the pane writes them, under keys the agent reads; a key it
+// does not read is most likely a typo, and the nearest one it does is offered.
+port::PlistDict readSettings(const Node& node, const std::vector<std::string>& known) {
   if (!node.value().is_object()) node.fail("expected an object of settings");
   port::PlistDict out;
   for (const auto& [key, _] : node.value().items()) {
     Node value = node.at(key.c_str());
+    if (std::find(known.begin(), known.end(), key) == known.end()) {
+      const std::string* nearest = nullptr;
+      size_t best = 4;  // more edits than this is not a typo
+      for (const std::string& name : known) {
+        size_t d = editDistance(key, name);
+        if (d < best) {
+          best = d;
+          nearest = &name;
+        }
+      }
+      value.fail("\"" + key + "\" is not a setting of the agent" +
+                 (nearest ? " (did you mean " + *nearest + "?)" : ""));
+    }
     if (value.value().is_number_integer()) {
       out[key] = port::PlistValue(value.value().get<int64_t>());
     } else if (value.value().is_number()) {
@@ -169,6 +203,12 @@ port::PlistDict readSettings(const Node& node) {
   return out;
 }
 
+const std::vector<std::string>& globalKeys() {
+  static const std::vector<std::string> keys(std::begin(kGlobalPrefsKeys),
+                                             std::end(kGlobalPrefsKeys));
+  return keys;
+}
+
 ScenarioPrefs readPrefs(const Node& node, const std::string& file) {
   node.expectObject({"global", "all", "apps", "domainFile"});
   ScenarioPrefs prefs;
@@ -178,21 +218,21 @@ ScenarioPrefs readPrefs(const Node& node, const std::string& file) {
     }
     Node path = node.at("domainFile");
     std::filesystem::path resolved = std::filesystem::path(file).parent_path() / path.string();
-    if (!std::filesystem::is_regular_file(resolved)) {
-      path.fail("no such file: " + resolved.string());
-    }
+    vsession::FileContents domain = vsession::readFileOrWhy(resolved);
+    if (!domain.bytes) path.fail(resolved.string() + " cannot be read: " + domain.error);
     prefs.domainFile = resolved.string();
     return prefs;
   }
-  if (node.has("global")) prefs.global = readSettings(node.at("global"));
-  if (node.has("all")) prefs.all = readSettings(node.at("all"));
+  static const std::vector<std::string> settingsKeys = prefs_settingsKeys();
+  if (node.has("global")) prefs.global = readSettings(node.at("global"), globalKeys());
+  if (node.has("all")) prefs.all = readSettings(node.at("all"), settingsKeys);
   if (node.has("apps")) {
     for (const Node& a : node.at("apps").elements()) {
       a.expectObject({"bid", "creator", "settings"});
       ScenarioAppSettings app;
       if (a.has("bid")) app.bid = a.at("bid").string();
       if (a.has("creator")) app.creator = readCreator(a.at("creator"));
-      if (a.has("settings")) app.settings = readSettings(a.at("settings"));
+      if (a.has("settings")) app.settings = readSettings(a.at("settings"), settingsKeys);
       prefs.apps.push_back(std::move(app));
     }
   }
@@ -299,9 +339,9 @@ int readMomentumPhase(const Node& node) {
 // timeStamp}]}, times in milliseconds. Browsers report how far the page moves, the
 // opposite of the event's own deltas.
 std::vector<ReplayInput::Event> readRecording(const Node& where, const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) where.fail("cannot read the recording " + path);
-  json doc = json::parse(in, nullptr, false);
+  vsession::FileContents recording = vsession::readFileOrWhy(path);
+  if (!recording.bytes) where.fail("cannot read the recording " + path + ": " + recording.error);
+  json doc = json::parse(recording.bytes->begin(), recording.bytes->end(), nullptr, false);
   if (doc.is_discarded()) where.fail("the recording " + path + " is not JSON");
   Node root(path, doc, "");
   root.expectObject({"wheelEvents", "userAgent"});
@@ -327,7 +367,7 @@ InputStep readInput(const Node& node, const std::string& file) {
       "event", "pane", "trackpad",  "swipe",  "replay"};
   node.expectObject({"t", "wheel", "move", "modifiers", "button", "key", "event", "pane",
                      "trackpad", "swipe", "replay"},
-                    {"url"});
+                    {"url", "notification", "dialog", "helper", "sleep"});
   InputStep step;
   step.t = node.at("t").numberIn(0, 1e6);
   const char* kind = nullptr;
@@ -473,7 +513,8 @@ Scenario parseScenario(const std::string& text, const std::string& file) {
   }
   Node root(file, doc, "");
   root.expectObject(
-      {"name", "system", "screens", "apps", "front", "cursor", "prefs", "input", "until"});
+      {"name", "system", "screens", "apps", "front", "cursor", "prefs", "input", "until"},
+      {"files", "web"});
 
   Scenario s;
   s.file = file;
@@ -482,7 +523,8 @@ Scenario parseScenario(const std::string& text, const std::string& file) {
   if (root.has("system")) {
     Node system = root.at("system");
     system.expectObject({"version", "scrollWheelScaling", "accessibility", "accessibilityGrantedAt",
-                         "pane", "home"});
+                         "pane", "home"},
+                        {"agentVersion", "agentPath", "date", "authorization", "loginItems"});
     if (system.has("version")) s.systemVersion = readVersion(system.at("version"));
     if (system.has("scrollWheelScaling")) {
       s.scrollWheelScaling = system.at("scrollWheelScaling").numberIn(-1, 100);
@@ -547,8 +589,9 @@ Scenario parseScenario(const std::string& text, const std::string& file) {
     Node until = root.at("until");
     s.until = until.numberIn(0, 1e6);
     if (s.until < lastInput) until.fail("the run ends before its last input");
+    s.untilGiven = true;
   } else {
-    s.until = lastInput + 1.0;
+    s.until = lastInput + kUntilAfterLastInput;
   }
   return s;
 }
@@ -560,11 +603,10 @@ uint32_t fourCharCode(const std::string& code) {
 }
 
 Scenario loadScenario(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) throw ScenarioError(path, "", "cannot be read");
-  std::ostringstream text;
-  text << in.rdbuf();
-  return parseScenario(text.str(), path);
+  vsession::FileContents file = vsession::readFileOrWhy(path);
+  if (!file.bytes) throw ScenarioError(path, "", "cannot be read: " + file.error);
+  if (file.bytes->empty()) throw ScenarioError(path, "", "the file is empty");
+  return parseScenario(std::string(file.bytes->begin(), file.bytes->end()), path);
 }
 
 }  // namespace sim

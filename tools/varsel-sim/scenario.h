@@ -140,7 +140,10 @@ struct Scenario {
   std::optional<ScenarioPrefs> prefs;
   std::vector<InputStep> input;  // in time order
   double until = 0;
+  bool untilGiven = false;  // otherwise the run ends kUntilAfterLastInput after the last step
 };
+
+inline constexpr double kUntilAfterLastInput = 1.0;
 
 Scenario parseScenario(const std::string& text, const std::string& file);
 // A four-character code as a number: "ABCD" is 0x41424344.

@@ -1,0 +1,182 @@
+// varsel-sim as its users meet it: every broken input refused with the file, the reason and
+// exit 2 before anything runs or is written; a run's trace, picture and summary.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <set>
+#include <sstream>
+#include <string>
+
+#include "outside_world.h"
+#include "tools/varsel-sim/runner.h"
+#include "tools/varsel-sim/scenario.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using testing_support::readFile;
+
+std::set<std::string> filesIn(const fs::path& dir) {
+  std::set<std::string> names;
+  for (const auto& entry : fs::recursive_directory_iterator(dir)) {
+    names.insert(entry.path().lexically_relative(dir).string());
+  }
+  return names;
+}
+
+struct Outcome {
+  int status;
+  std::string out, err;
+};
+
+// Runs the program with `args`, its output and errors kept beside `dir`.
+Outcome varselSim(const std::string& args, const fs::path& dir) {
+  fs::path out = dir.string() + ".out", err = dir.string() + ".err";
+  int status =
+      std::system((VARSEL_SIM " " + args + " >" + out.string() + " 2>" + err.string()).c_str());
+  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, readFile(out), readFile(err)};
+}
+
+TEST(VarselSimTest, BrokenInputIsRefusedWithItsReasonAndExitTwoBeforeAnythingRunsOrIsWritten) {
+  fs::path dir = fs::path(::testing::TempDir()) / "varsel-sim-refusals";
+  fs::remove_all(dir);
+  fs::create_directories(dir);
+  const std::pair<const char*, const char*> files[] = {
+      {"good.json", R"({"input": [{"t": 0.1, "wheel": {"y": -1}}]})"},
+      {"empty.json", ""},
+      {"bad.json", R"({"name": "x",})"},
+      {"types.json", R"({"until": "soon"})"},
+      {"unknown.json", R"({"nmae": "x"})"},
+      {"misspelt.json", R"({"prefs": {"all": {"wheelSped": 300}}})"},
+      {"replay.json", R"({"input": [{"t": 0, "replay": {"file": "."}}]})"},
+      {"sleep.json", R"({"input": [{"t": 1, "sleep": 30}]})"},
+  };
+  for (const auto& [name, text] : files) std::ofstream(dir / name) << text;
+  const std::set<std::string> before = filesIn(dir);
+  std::string d = dir.string() + "/";
+
+  const std::pair<std::string, std::string> refused[] = {
+      {"run " + dir.string(), dir.string() + ": cannot be read: it is a folder, not a file"},
+      {"run " + d + "empty.json", "empty.json: the file is empty"},
+      {"run /proc/self/mem", "/proc/self/mem: cannot be read: Input/output error"},
+      {"run " + d + "bad.json", "bad.json: line 1, column 14: syntax error"},
+      {"run " + d + "types.json", "types.json: /until: expected a number"},
+      {"run " + d + "unknown.json", "unknown.json: /nmae: unknown key"},
+      {"run " + d + "misspelt.json",
+       "/prefs/all/wheelSped: \"wheelSped\" is not a setting of the agent (did you mean "
+       "wheelSpeed?)"},
+      {"run " + d + "replay.json", "cannot read the recording " + d + ".: it is a folder"},
+      {"run " + d + "sleep.json", "/input/0/sleep: \"sleep\" is not supported by this build yet"},
+      {"run " + d + "good.json --trace " + d + "missing/t.jsonl",
+       "missing/t.jsonl: cannot write the trace: No such file or directory"},
+      {"run " + d + "good.json --trace " + dir.string(), ": the trace is a folder"},
+      {"run " + d + "good.json --plot " + d + "out.pdf", "out.pdf: the plot is drawn as .svg"},
+      {"run " + d + "good.json --trace " + d + "good.json",
+       "good.json: the trace would overwrite the scenario"},
+      {"run " + d + "good.json --trace " + d + "t.svg --plot " + d + "t.svg",
+       "the trace and the plot cannot share a file"},
+      {"prefs " + dir.string(), dir.string() + ": cannot be read: it is a folder, not a file"},
+      {"prefs " + d + "empty.json", "empty.json: the file is empty"},
+      {"run", "file is required"},
+      {"run " + d + "good.json --bogus", "--bogus"},
+  };
+  for (const auto& [args, message] : refused) {
+    Outcome o = varselSim(args, dir);
+    EXPECT_EQ(o.status, 2) << args;
+    EXPECT_NE(o.err.find(message), std::string::npos) << args << "\n" << o.err;
+    EXPECT_EQ(o.err.rfind("varsel-sim: ", 0), 0u) << o.err;
+    EXPECT_EQ(o.out, "") << args;
+    EXPECT_EQ(filesIn(dir), before) << args;
+  }
+  EXPECT_EQ(readFile(dir / "good.json"), files[0].second);
+}
+
+TEST(VarselSimTest, RunStreamsTheTraceDrawsThePictureAndPrintsTheSummary) {
+  fs::path dir = fs::path(::testing::TempDir()) / "varsel-sim-run";
+  fs::remove_all(dir);
+  fs::create_directories(dir);
+  std::string d = dir.string() + "/";
+  Outcome run = varselSim("run " VARSEL_SCENARIOS_DIR "/tour.json --trace " + d +
+                              "trace.jsonl --plot " + d + "tour.svg",
+                          dir);
+  ASSERT_EQ(run.status, 0) << run.err;
+  std::string expected = readFile(VARSEL_SCENARIOS_DIR "/expected/tour.jsonl");
+  EXPECT_EQ(readFile(d + "trace.jsonl"), expected);
+  size_t delivered = 0;
+  for (size_t at = 0; (at = expected.find("\"kind\":\"deliver\"", at)) != std::string::npos; ++at) {
+    ++delivered;
+  }
+  EXPECT_NE(run.out.find("delivered " + std::to_string(delivered) + " events"), std::string::npos);
+  // A line for each area that scrolled, named by application and window; a line for each
+  // kind of delta there was, and none for kinds there were not.
+  std::string picture = readFile(d + "tour.svg");
+  for (const char* part : {"<svg", "Editor \"notes.txt\", vertical", "agent, vertical",
+                           "device swallowed, vertical"}) {
+    EXPECT_NE(picture.find(part), std::string::npos) << part;
+  }
+  EXPECT_EQ(picture.find("device, horizontal"), std::string::npos);
+
+  Outcome png =
+      varselSim("run " VARSEL_SCENARIOS_DIR "/passthrough.json --plot " + d + "p.png", dir);
+  EXPECT_EQ(png.status, 0) << png.err;
+  EXPECT_EQ(readFile(d + "p.png").substr(1, 3), "PNG");
+
+  // Without a subcommand: the tour, found from where the program lies.
+  Outcome tour = varselSim("", dir);
+  EXPECT_EQ(tour.status, 0) << tour.err;
+  EXPECT_EQ(tour.out, run.out);
+  Outcome version = varselSim("--version", dir);
+  EXPECT_EQ(version.out.rfind("varsel-sim ", 0), 0u);
+}
+
+// The summary says how far each area moved and where it ended, which modes ran, and when
+// the run ended with one still running.
+TEST(VarselSimTest, TheSummarySaysWhatScrolledWhereAndWhatWasStillRunning) {
+  auto summaryOf = [](const std::string& input, const std::string& until) {
+    std::string text = R"({"apps": [{"pid": 501, "name": "Reader", "windows": [{"number": 101,
+        "frame": [100, 100, 800, 600], "title": "Doc", "ui": [{"role": "AXScrollArea",
+        "frame": [100, 140, 785, 560], "content": [785, 50000], "offset": [0, 100],
+        "scrollBars": ["vertical"]}]}]}], "cursor": [400, 400], "input": [)" +
+                       input + "]" + until + "}";
+    return sim::runScenario(sim::parseScenario(text, "summary.json")).summary;
+  };
+  // Coasting off: three ticks of 30 pixels down, one of 20 back up.
+  std::string ticks = summaryOf(R"({"t": 0.1, "event": {"type": 22, "fields": {"96": -30}}},
+      {"t": 0.2, "event": {"type": 22, "fields": {"96": -30}}},
+      {"t": 0.3, "event": {"type": 22, "fields": {"96": -30}}},
+      {"t": 0.4, "event": {"type": 22, "fields": {"96": 20}}})",
+                                ", \"prefs\": {\"all\": {\"wheelCoastVOn\": 0}}");
+  EXPECT_NE(ticks.find("Reader \"Doc\": moved 110 px vertically and 0 px horizontally; offset "
+                       "(0, 170)"),
+            std::string::npos)
+      << ticks;
+  EXPECT_NE(ticks.find("modes: none"), std::string::npos) << ticks;
+
+  // A flick coasts on well past the default end, one second after the last tick.
+  std::string flick = R"({"t": 0.10, "wheel": {"y": -20}}, {"t": 0.12, "wheel": {"y": -20}},
+      {"t": 0.14, "wheel": {"y": -20}}, {"t": 0.16, "wheel": {"y": -20}})";
+  std::string cut = summaryOf(flick, "");
+  EXPECT_NE(cut.find("modes: wheel coast"), std::string::npos) << cut;
+  EXPECT_NE(cut.find("note: the run ended with the wheel coast still running (a run ends 1 s "
+                     "after its last step unless \"until\" says otherwise)"),
+            std::string::npos)
+      << cut;
+  std::string whole = summaryOf(flick, ", \"until\": 20");
+  EXPECT_EQ(whole.find("note:"), std::string::npos) << whole;
+}
+
+TEST(VarselSimTest, TheReadmesQuickStartRunsAsWritten) {
+  std::string readme = readFile(fs::path(VARSEL_SOURCE_DIR) / "README.md");
+  size_t start = readme.find("```json\n", readme.find("## Quick start"));
+  ASSERT_NE(start, std::string::npos);
+  start += 8;
+  std::string scenario = readme.substr(start, readme.find("```", start) - start);
+  std::string summary = sim::runScenario(sim::parseScenario(scenario, "first.json")).summary;
+  EXPECT_NE(summary.find("Reader \"Doc\": moved"), std::string::npos) << summary;
+  EXPECT_NE(summary.find("modes: wheel coast"), std::string::npos) << summary;
+  EXPECT_EQ(summary.find("note:"), std::string::npos) << summary;
+}
+
+}  // namespace
