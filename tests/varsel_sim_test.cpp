@@ -1,11 +1,12 @@
 // varsel-sim as its users meet it: every broken input refused with the file, the reason and
 // exit 2 before anything runs or is written; a run's trace, picture and summary.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <set>
+#include <map>
 #include <sstream>
 #include <string>
 
@@ -18,12 +19,15 @@ namespace {
 namespace fs = std::filesystem;
 using testing_support::readFile;
 
-std::set<std::string> filesIn(const fs::path& dir) {
-  std::set<std::string> names;
+// Every file below `dir` with its content ("<fifo>" for a pipe, which is never read).
+std::map<std::string, std::string> filesIn(const fs::path& dir) {
+  std::map<std::string, std::string> files;
   for (const auto& entry : fs::recursive_directory_iterator(dir)) {
-    names.insert(entry.path().lexically_relative(dir).string());
+    files[entry.path().lexically_relative(dir).string()] =
+        entry.is_regular_file() ? readFile(entry.path())
+                                : "<" + std::string(entry.is_fifo() ? "fifo" : "folder") + ">";
   }
-  return names;
+  return files;
 }
 
 struct Outcome {
@@ -31,11 +35,12 @@ struct Outcome {
   std::string out, err;
 };
 
-// Runs the program with `args`, its output and errors kept beside `dir`.
+// Runs the program with `args` in `dir`, its output and errors kept beside `dir`.
 Outcome varselSim(const std::string& args, const fs::path& dir) {
   fs::path out = dir.string() + ".out", err = dir.string() + ".err";
-  int status =
-      std::system((VARSEL_SIM " " + args + " >" + out.string() + " 2>" + err.string()).c_str());
+  int status = std::system(("cd " + dir.string() + " && " VARSEL_SIM " " + args + " >" +
+                            out.string() + " 2>" + err.string())
+                               .c_str());
   return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, readFile(out), readFile(err)};
 }
 
@@ -52,9 +57,17 @@ TEST(VarselSimTest, BrokenInputIsRefusedWithItsReasonAndExitTwoBeforeAnythingRun
       {"misspelt.json", R"({"prefs": {"all": {"wheelSped": 300}}})"},
       {"replay.json", R"({"input": [{"t": 0, "replay": {"file": "."}}]})"},
       {"sleep.json", R"({"input": [{"t": 1, "sleep": 30}]})"},
+      {"rec.json",
+       R"({"wheelEvents": [{"deltaMode": 0, "deltaX": 0, "deltaY": 10, "timeStamp": 0}]})"},
+      {"replays.json",
+       R"({"input": [{"t": 0, "replay": {"file": "rec.json", "device": "wheel"}}]})"},
+      {"domain.json", R"({"prefs": {"domainFile": "good.json"}})"},
+      {"home.json", R"({"system": {"home": "good.json"}})"},
+      {"global.json", R"({"prefs": {"all": {"dragSlop": 5}}})"},
   };
   for (const auto& [name, text] : files) std::ofstream(dir / name) << text;
-  const std::set<std::string> before = filesIn(dir);
+  ASSERT_EQ(mkfifo((dir / "pipe").c_str(), 0600), 0);
+  const std::map<std::string, std::string> before = filesIn(dir);
   std::string d = dir.string() + "/";
 
   const std::pair<std::string, std::string> refused[] = {
@@ -79,6 +92,15 @@ TEST(VarselSimTest, BrokenInputIsRefusedWithItsReasonAndExitTwoBeforeAnythingRun
        "the trace and the plot cannot share a file"},
       {"prefs " + dir.string(), dir.string() + ": cannot be read: it is a folder, not a file"},
       {"prefs " + d + "empty.json", "empty.json: the file is empty"},
+      {"run " + d + "pipe", "pipe: cannot be read: it is not a regular file"},
+      {"run " + d + "good.json --trace " + d + "pipe", "pipe: the trace is not a regular file"},
+      {"run " + d + "good.json --trace ''", "the trace's path is empty"},
+      {"run ''", "cannot be read: the path is empty"},
+      {"run replays.json --trace rec.json", "rec.json: the trace would overwrite an input"},
+      {"run domain.json", "good.json is not a preferences file: not a property list"},
+      {"run home.json", "/system/home: good.json is not a folder"},
+      {"run global.json", "/prefs/all/dragSlop: \"dragSlop\" is a global setting"},
+      {"run good.json --plot missing/p.svg", "cannot write the plot: No such file or directory"},
       {"run", "file is required"},
       {"run " + d + "good.json --bogus", "--bogus"},
   };
@@ -90,7 +112,6 @@ TEST(VarselSimTest, BrokenInputIsRefusedWithItsReasonAndExitTwoBeforeAnythingRun
     EXPECT_EQ(o.out, "") << args;
     EXPECT_EQ(filesIn(dir), before) << args;
   }
-  EXPECT_EQ(readFile(dir / "good.json"), files[0].second);
 }
 
 TEST(VarselSimTest, RunStreamsTheTraceDrawsThePictureAndPrintsTheSummary) {
@@ -167,16 +188,24 @@ TEST(VarselSimTest, TheSummarySaysWhatScrolledWhereAndWhatWasStillRunning) {
   EXPECT_EQ(whole.find("note:"), std::string::npos) << whole;
 }
 
+// The scenario and the command as the README gives them.
 TEST(VarselSimTest, TheReadmesQuickStartRunsAsWritten) {
   std::string readme = readFile(fs::path(VARSEL_SOURCE_DIR) / "README.md");
   size_t start = readme.find("```json\n", readme.find("## Quick start"));
   ASSERT_NE(start, std::string::npos);
   start += 8;
-  std::string scenario = readme.substr(start, readme.find("```", start) - start);
-  std::string summary = sim::runScenario(sim::parseScenario(scenario, "first.json")).summary;
-  EXPECT_NE(summary.find("Reader \"Doc\": moved"), std::string::npos) << summary;
-  EXPECT_NE(summary.find("modes: wheel coast"), std::string::npos) << summary;
-  EXPECT_EQ(summary.find("note:"), std::string::npos) << summary;
+  fs::path dir = fs::path(::testing::TempDir()) / "varsel-sim-quick-start";
+  fs::remove_all(dir);
+  fs::create_directories(dir);
+  std::ofstream(dir / "first.json") << readme.substr(start, readme.find("```", start) - start);
+  std::string command = "build/plain/tools/varsel-sim/varsel-sim run first.json --plot first.svg";
+  ASSERT_NE(readme.find(command), std::string::npos);
+  Outcome run = varselSim(command.substr(command.find(" run ")), dir);
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_NE(run.out.find("Reader \"Doc\": moved"), std::string::npos) << run.out;
+  EXPECT_NE(run.out.find("modes: wheel coast"), std::string::npos) << run.out;
+  EXPECT_EQ(run.out.find("note:"), std::string::npos) << run.out;
+  EXPECT_NE(readFile(dir / "first.svg").find("<svg"), std::string::npos);
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include "plist_codec.h"
 
 #include <plist/plist.h>
+#include <pthread.h>
 
 #include <cmath>
 #include <cstdlib>
@@ -148,9 +149,9 @@ plist_t toNode(const PlistValue& value) {
 
 }  // namespace
 
-PlistRead readPlist(const std::vector<uint8_t>& bytes) {
-  if (bytes.empty()) return {std::nullopt, "the file is empty"};
-  if (bytes.size() > std::numeric_limits<uint32_t>::max()) return {std::nullopt, "too large"};
+namespace {
+
+PlistRead parse(const std::vector<uint8_t>& bytes) {
   plist_t root = nullptr;
   plist_from_memory(reinterpret_cast<const char*>(bytes.data()),
                     static_cast<uint32_t>(bytes.size()), &root);
@@ -159,6 +160,44 @@ PlistRead readPlist(const std::vector<uint8_t>& bytes) {
   auto value = fromNode(root, 0);
   if (!value) return {std::nullopt, "nested too deeply or holds an unknown type"};
   return {std::move(value), ""};
+}
+
+// libplist parses and frees nested containers by recursion, a stack frame a level, so a
+// hostile file nested a hundred thousand deep would overflow an ordinary thread's stack.
+// A document large enough to nest that deep is parsed on a thread whose stack holds the
+// deepest the size limit allows (about three bytes a level, under a hundred bytes a frame).
+constexpr size_t kNestsSafely = 16 * 1024;
+constexpr size_t kLargeStack = 256u << 20;
+
+PlistRead parseOnLargeStack(const std::vector<uint8_t>& bytes) {
+  struct Job {
+    const std::vector<uint8_t>& bytes;
+    PlistRead read;
+  } job{bytes, {}};
+  pthread_attr_t attributes;
+  pthread_attr_init(&attributes);
+  pthread_attr_setstacksize(&attributes, kLargeStack);
+  pthread_t thread;
+  int made = pthread_create(
+      &thread, &attributes,
+      [](void* p) -> void* {
+        auto* j = static_cast<Job*>(p);
+        j->read = parse(j->bytes);
+        return nullptr;
+      },
+      &job);
+  pthread_attr_destroy(&attributes);
+  if (made != 0) return {std::nullopt, "no thread to read it on"};
+  pthread_join(thread, nullptr);
+  return std::move(job.read);
+}
+
+}  // namespace
+
+PlistRead readPlist(const std::vector<uint8_t>& bytes) {
+  if (bytes.empty()) return {std::nullopt, "the file is empty"};
+  if (bytes.size() > kMaxPlistBytes) return {std::nullopt, "larger than a property list may be"};
+  return bytes.size() <= kNestsSafely ? parse(bytes) : parseOnLargeStack(bytes);
 }
 
 std::vector<uint8_t> writeBinaryPlist(const PlistValue& value) {

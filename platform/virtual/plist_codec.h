@@ -2,6 +2,7 @@
 // libplist.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -15,6 +16,9 @@ struct PlistRead {
   std::optional<port::PlistValue> value;
   std::string error;  // why there is no value
 };
+
+// The largest property list read: preferences and their archives are a few kilobytes.
+inline constexpr size_t kMaxPlistBytes = 4u << 20;
 
 // Reads a binary or XML property list. Integers read as signed 64-bit: libplist 2.2 cannot
 // tell a 128-bit unsigned value from a negative one.

@@ -19,33 +19,37 @@ namespace vsession {
 namespace fs = std::filesystem;
 using namespace port;
 
-FileContents readFileOrWhy(const fs::path& path) {
-  int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+FileContents readFileOrWhy(const fs::path& path, size_t largest) {
+  if (path.empty()) return {std::nullopt, "the path is empty"};
+  // Looked at before it is opened: opening a named pipe would wait for a writer forever.
+  struct stat info;
+  if (::stat(path.c_str(), &info) != 0) return {std::nullopt, std::strerror(errno)};
+  if (S_ISDIR(info.st_mode)) return {std::nullopt, "it is a folder, not a file"};
+  if (!S_ISREG(info.st_mode)) return {std::nullopt, "it is not a regular file"};
+  if (static_cast<uint64_t>(info.st_size) > largest) {
+    return {std::nullopt, "it is larger than " + std::to_string(largest >> 20) + " MB"};
+  }
+  int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   if (fd < 0) return {std::nullopt, std::strerror(errno)};
   FileContents read;
-  struct stat info;
-  if (::fstat(fd, &info) != 0) {
-    read.error = std::strerror(errno);
-  } else if (S_ISDIR(info.st_mode)) {
-    read.error = "it is a folder, not a file";
-  } else if (!S_ISREG(info.st_mode)) {
-    read.error = "it is not a regular file";
-  } else {
-    std::vector<uint8_t> bytes;
-    uint8_t buffer[65536];
-    for (;;) {
-      ssize_t n = ::read(fd, buffer, sizeof buffer);
-      if (n < 0 && errno == EINTR) continue;
-      if (n < 0) {
-        read.error = std::strerror(errno);
-        break;
-      }
-      if (n == 0) {
-        read.bytes = std::move(bytes);
-        break;
-      }
-      bytes.insert(bytes.end(), buffer, buffer + n);
+  std::vector<uint8_t> bytes;
+  uint8_t buffer[65536];
+  for (;;) {
+    ssize_t n = ::read(fd, buffer, sizeof buffer);
+    if (n < 0 && errno == EINTR) continue;
+    if (n < 0) {
+      read.error = std::strerror(errno);
+      break;
     }
+    if (n == 0) {
+      read.bytes = std::move(bytes);
+      break;
+    }
+    if (bytes.size() + static_cast<size_t>(n) > largest) {
+      read.error = "it is larger than " + std::to_string(largest >> 20) + " MB";
+      break;
+    }
+    bytes.insert(bytes.end(), buffer, buffer + n);
   }
   ::close(fd);
   return read;

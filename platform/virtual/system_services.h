@@ -98,12 +98,14 @@ class VirtualWorkspace final : public port::Workspace {
 };
 
 // A whole file's bytes, or why they could not be read: the system's reason, or that the path
-// names a folder or something else that is not a regular file.
+// names a folder or something else that is not a regular file, or a file larger than
+// `largest` bytes.
 struct FileContents {
   std::optional<std::vector<uint8_t>> bytes;
   std::string error;
 };
-FileContents readFileOrWhy(const std::filesystem::path& path);
+inline constexpr size_t kLargestInputFile = 256u << 20;
+FileContents readFileOrWhy(const std::filesystem::path& path, size_t largest = kLargestInputFile);
 // Reads a whole file; nullopt when it cannot be read.
 std::optional<std::vector<uint8_t>> readWholeFile(const std::filesystem::path& path);
 bool writeWholeFile(const std::filesystem::path& path, const std::vector<uint8_t>& bytes);

@@ -1,7 +1,9 @@
 // varsel-sim: runs the agent inside the virtual macOS session from a scenario file.
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <cctype>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -9,6 +11,8 @@
 #include <iostream>
 #include <optional>
 #include <stdexcept>
+#include <variant>
+#include <vector>
 
 #include "plot.h"
 #include "prefs_report.h"
@@ -44,21 +48,30 @@ std::optional<fs::path> findTour(const char* argv0) {
   return std::nullopt;
 }
 
+// Whether two paths name one file: the same file when both exist, else the same place once
+// made absolute and tidied.
 bool samePlace(const fs::path& a, const fs::path& b) {
   std::error_code error;
   if (fs::equivalent(a, b, error)) return true;
-  return fs::weakly_canonical(a, error) == fs::weakly_canonical(b, error);
+  return fs::absolute(a, error).lexically_normal() == fs::absolute(b, error).lexically_normal();
 }
 
-// A file the run writes, opened before the run so that a bad path costs no run. Until the
-// run begins it is only checked: a file that was there keeps its content, one that was not
-// is removed again if the run does not happen.
+// A file the run writes, checked before the run so that a bad path costs no run: it must be
+// a file that can be written, or a new one in a folder that can. Nothing is written to it
+// unless the run begins; a file the check made is removed again when it does not.
 class OutputFile {
  public:
   OutputFile(const std::string& what, const std::string& path) : what_(what), path_(path) {
-    std::error_code error;
-    existed_ = fs::exists(path_, error);
-    if (fs::is_directory(path_, error)) throw Refusal(path_ + ": the " + what_ + " is a folder");
+    if (path_.empty()) throw Refusal("the " + what_ + "'s path is empty");
+    struct stat info;
+    existed_ = ::stat(path_.c_str(), &info) == 0;
+    if (existed_ && S_ISDIR(info.st_mode)) throw Refusal(path_ + ": the " + what_ + " is a folder");
+    // A pipe would stall the run until someone read it. The trace may go to a device such as
+    // /dev/null; the picture is put in place whole, by renaming, so it needs a file.
+    bool device = S_ISCHR(info.st_mode) && what_ == "trace";
+    if (existed_ && !S_ISREG(info.st_mode) && !device) {
+      throw Refusal(path_ + ": the " + what_ + " is not a regular file");
+    }
     file_ = std::fopen(path_.c_str(), "ab");
     if (!file_) {
       throw Refusal(path_ + ": cannot write the " + what_ + ": " + std::strerror(errno));
@@ -66,14 +79,16 @@ class OutputFile {
   }
   ~OutputFile() {
     if (file_) std::fclose(file_);
-    if (!begun_ && !existed_) std::remove(path_.c_str());
+    if (!written_ && !existed_) std::remove(path_.c_str());
   }
   OutputFile(const OutputFile&) = delete;
   OutputFile& operator=(const OutputFile&) = delete;
 
-  // The run begins: the file starts empty.
+  const std::string& path() const { return path_; }
+
+  // The run begins: the file is written from its start, as the run goes.
   std::FILE* begin() {
-    begun_ = true;
+    written_ = true;
     if (ftruncate(fileno(file_), 0) != 0) std::clearerr(file_);
     return file_;
   }
@@ -86,40 +101,87 @@ class OutputFile {
     if (ok) return std::nullopt;
     return "cannot write the " + what_ + " to " + path_ + ": " + std::strerror(why);
   }
+  // The file becomes what was made whole beside it; the file is left as it was otherwise.
+  std::optional<std::string> replaceWith(const std::string& made) {
+    std::fclose(file_);
+    file_ = nullptr;
+    if (std::rename(made.c_str(), path_.c_str()) != 0) {
+      int why = errno;
+      std::remove(made.c_str());
+      return "cannot write the " + what_ + " to " + path_ + ": " + std::strerror(why);
+    }
+    written_ = true;
+    return std::nullopt;
+  }
 
  private:
   std::string what_;
   std::string path_;
   std::FILE* file_ = nullptr;
   bool existed_ = false;
-  bool begun_ = false;
+  bool written_ = false;
 };
 
-int runFile(const std::string& path, const std::string& tracePath, bool wakes,
-            const std::string& plotPath) {
+// The files a scenario reads: an output must not be any of them.
+std::vector<std::string> inputsOf(const sim::Scenario& scenario) {
+  std::vector<std::string> inputs{scenario.file};
+  if (scenario.prefs && scenario.prefs->domainFile) inputs.push_back(*scenario.prefs->domainFile);
+  for (const sim::InputStep& step : scenario.input) {
+    if (auto* replay = std::get_if<sim::ReplayInput>(&step.action)) inputs.push_back(replay->file);
+  }
+  return inputs;
+}
+
+std::string lowercase(std::string text) {
+  for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return text;
+}
+
+// Draws the picture beside its target and puts it in place whole, so that a failure leaves
+// the target as it was.
+std::optional<std::string> drawInto(OutputFile& plot, const sim::PlotData& data, bool png) {
+  std::string made = plot.path() + ".partial";
+  std::FILE* out = std::fopen(made.c_str(), "wb");
+  if (!out) return "cannot write the plot beside " + plot.path() + ": " + std::strerror(errno);
+  std::string error;
+  bool drawn = sim::drawPlot(data, png, out, error);
+  drawn = std::fclose(out) == 0 && drawn;
+  if (!drawn) {
+    std::remove(made.c_str());
+    return plot.path() + ": " + (error.empty() ? std::string("cannot write the plot") : error);
+  }
+  return plot.replaceWith(made);
+}
+
+int runFile(const std::string& path, const std::optional<std::string>& tracePath, bool wakes,
+            const std::optional<std::string>& plotPath) {
   sim::Scenario scenario = sim::loadScenario(path);
-  for (const auto& [what, output] : {std::pair{"trace", tracePath}, std::pair{"plot", plotPath}}) {
-    if (!output.empty() && samePlace(output, path)) {
-      throw Refusal(output + ": the " + std::string(what) + " would overwrite the scenario");
+  for (const std::string& input : inputsOf(scenario)) {
+    for (const auto& [what, output] :
+         {std::pair{"trace", tracePath}, std::pair{"plot", plotPath}}) {
+      if (output && samePlace(*output, input)) {
+        throw Refusal(*output + ": the " + std::string(what) + " would overwrite " +
+                      (input == scenario.file ? "the scenario" : "an input of the scenario"));
+      }
     }
   }
-  if (!tracePath.empty() && samePlace(tracePath, plotPath)) {
-    throw Refusal(plotPath + ": the trace and the plot cannot share a file");
+  if (tracePath && plotPath && samePlace(*tracePath, *plotPath)) {
+    throw Refusal(*plotPath + ": the trace and the plot cannot share a file");
   }
   bool png = false;
-  if (!plotPath.empty()) {
-    std::string extension = fs::path(plotPath).extension().string();
+  if (plotPath) {
+    std::string extension = lowercase(fs::path(*plotPath).extension().string());
     if (extension != ".svg" && extension != ".png") {
-      throw Refusal(plotPath + ": the plot is drawn as .svg or .png");
+      throw Refusal(*plotPath + ": the plot is drawn as .svg or .png");
     }
     png = extension == ".png";
     if (!sim::gnuplotAvailable()) {
-      throw Refusal(plotPath + ": gnuplot is not installed; it draws the picture");
+      throw Refusal(*plotPath + ": gnuplot is not installed; it draws the picture");
     }
   }
   std::optional<OutputFile> trace, plot;
-  if (!tracePath.empty()) trace.emplace("trace", tracePath);
-  if (!plotPath.empty()) plot.emplace("plot", plotPath);
+  if (tracePath) trace.emplace("trace", *tracePath);
+  if (plotPath) plot.emplace("plot", *plotPath);
 
   sim::RunOptions options;
   options.wakes = wakes;
@@ -137,22 +199,14 @@ int runFile(const std::string& path, const std::string& tracePath, bool wakes,
   std::cout << result.summary << std::flush;
 
   int status = 0;
-  if (trace) {
-    if (auto error = trace->finish()) {
-      std::cerr << "varsel-sim: " << *error << "\n";
-      status = kFailedAfterTheRun;
-    }
+  std::optional<std::string> failed;
+  if (trace && (failed = trace->finish())) {
+    std::cerr << "varsel-sim: " << *failed << "\n";
+    status = kFailedAfterTheRun;
   }
-  if (plot) {
-    std::string error;
-    std::FILE* out = plot->begin();
-    if (!sim::drawPlot(*result.plot, png, out, error)) {
-      std::cerr << "varsel-sim: " << plotPath << ": " << error << "\n";
-      status = kFailedAfterTheRun;
-    } else if (auto failed = plot->finish()) {
-      std::cerr << "varsel-sim: " << *failed << "\n";
-      status = kFailedAfterTheRun;
-    }
+  if (plot && (failed = drawInto(*plot, *result.plot, png))) {
+    std::cerr << "varsel-sim: " << *failed << "\n";
+    status = kFailedAfterTheRun;
   }
   return status;
 }
@@ -169,8 +223,9 @@ int run(int argc, char** argv, std::string& file) {
       "tour (scenarios/tour.json).",
       "varsel-sim"};
   app.footer(
-      "The scenario and trace formats are described in the README and in DESIGN.md, section "
-      "7.\nRefused input exits with 2, a run that fails after it has run with 1.");
+      "The scenario and trace formats are described in the checkout's README.md and, whole, in "
+      "section 7 of ../shared/DESIGN.md beside the checkout.\nRefused input exits with 2, a run "
+      "that fails after it has run with 1.");
   app.require_subcommand(0, 1);
   app.set_version_flag("--version", "varsel-sim " VARSEL_VERSION);
 
@@ -178,11 +233,13 @@ int run(int argc, char** argv, std::string& file) {
   bool wakes = false;
   CLI::App* runCommand = app.add_subcommand("run", "Run a scenario and print a summary");
   runCommand->add_option("file", file, "Scenario file (JSON)")->required();
-  runCommand->add_option("--trace", tracePath, "Write the trace (JSON Lines) to this file");
+  CLI::Option* traceOption =
+      runCommand->add_option("--trace", tracePath, "Write the trace (JSON Lines) to this file");
   runCommand->add_flag("--wakes", wakes, "Record every wake of the agent's threads in the trace");
-  runCommand->add_option("--plot", plotPath,
-                         "Draw the content offsets and scroll deltas over time into this .svg or "
-                         ".png file (needs gnuplot)");
+  CLI::Option* plotOption = runCommand->add_option(
+      "--plot", plotPath,
+      "Draw the content offsets and scroll deltas over time into this .svg or .png file (needs "
+      "gnuplot)");
 
   bool json = false;
   CLI::App* prefs =
@@ -198,14 +255,19 @@ int run(int argc, char** argv, std::string& file) {
     std::cerr << "varsel-sim: " << e.what() << "\nRun varsel-sim --help for the usage.\n";
     return kRefused;
   }
-  if (runCommand->parsed()) return runFile(file, tracePath, wakes, plotPath);
+  auto given = [](CLI::Option* option, const std::string& value) {
+    return option->count() ? std::optional<std::string>(value) : std::nullopt;
+  };
+  if (runCommand->parsed()) {
+    return runFile(file, given(traceOption, tracePath), wakes, given(plotOption, plotPath));
+  }
   if (prefs->parsed()) return showPrefs(file, json);
   std::optional<fs::path> tour = findTour(argv[0]);
   if (!tour) {
     throw Refusal("the tour (scenarios/tour.json) is neither beside the program nor above it");
   }
   file = tour->string();
-  return runFile(file, "", false, "");
+  return runFile(file, std::nullopt, false, std::nullopt);
 }
 
 }  // namespace

@@ -20,20 +20,27 @@ namespace {
 // Time slots across the run: more than a picture 1000 pixels wide can show.
 constexpr size_t kSlots = 2000;
 
-enum Source { kAgent, kDelivered, kSwallowed };
+enum Source { kDelivered, kSwallowed, kAgent };
 enum Axis { kVertical, kHorizontal };
-const char* const kSourceNames[] = {"agent", "device", "device swallowed"};
+const char* const kSourceNames[] = {"device", "device swallowed", "agent"};
 const char* const kAxisNames[] = {"vertical", "horizontal"};
 
-// Text in gnuplot's double quotes.
+// Text in gnuplot's double quotes, on one line.
 std::string quoted(const std::string& text) {
   std::string out = "\"";
   for (char c : text) {
+    if (c == '\n' || c == '\r') c = ' ';
     if (c == '"' || c == '\\') out += '\\';
     out += c;
   }
   return out + "\"";
 }
+
+// Each kind of delta keeps its colour from picture to picture, as each area does by place.
+const char* const kDeltaColours[3][2] = {
+    {"#9a9a9a", "#cfcfcf"}, {"#d62728", "#ff9896"}, {"#1f4fb4", "#6fa8ff"}};
+const char* const kAreaColours[] = {"#2ca02c", "#9467bd", "#8c564b", "#e377c2",
+                                    "#17becf", "#bcbd22", "#ff7f0e"};
 
 }  // namespace
 
@@ -116,7 +123,7 @@ std::string PlotData::script(bool png) const {
   std::ostringstream s;
   s << (png ? "set terminal png size 1100,700 background rgb 'white'\n"
             : "set terminal svg size 1100,700 dynamic background rgb 'white'\n");
-  s << "set output\n";
+  s << "set output\nset termoption noenhanced\n";
 
   // The offsets: a series for each axis that moved, starting where the area started.
   std::vector<std::string> offsets;
@@ -128,8 +135,9 @@ std::string PlotData::script(bool png) const {
       double start = axis == kVertical ? area.start.y : area.start.x;
       s << "$d" << block << " << EOD\n0 " << start << "\n"
         << (axis == kVertical ? area.y : area.x).rows() << "EOD\n";
-      offsets.push_back("$d" + std::to_string(block++) + " using 1:2 with steps lw 2 title " +
-                        quoted(area.name + ", " + kAxisNames[axis]));
+      const char* colour = kAreaColours[offsets.size() % std::size(kAreaColours)];
+      offsets.push_back("$d" + std::to_string(block++) + " using 1:2 with steps lw 2 lc rgb '" +
+                        colour + "' title " + quoted(area.name + ", " + kAxisNames[axis]));
     }
   }
   std::vector<std::string> deltas;
@@ -140,7 +148,8 @@ std::string PlotData::script(bool png) const {
       if (series.empty()) continue;
       s << "$d" << block << " << EOD\n" << series.rows() << "EOD\n";
       deltas.push_back("$d" + std::to_string(block++) + " using 1:2 with impulses lw " +
-                       (source == kAgent ? "2" : "1") + " title " +
+                       (source == kAgent ? "2" : "1") + " lc rgb '" + kDeltaColours[source][axis] +
+                       "' title " +
                        quoted(std::string(kSourceNames[source]) + ", " + kAxisNames[axis]));
     }
   }
@@ -202,10 +211,13 @@ bool drawPlot(const PlotData& data, bool png, std::FILE* out, std::string& error
     }
   }
   int status = gnuplot ? pclose(gnuplot) : -1;
+  // gnuplot repeats the line it stopped at and points at it; its reason comes last.
   std::string complaint;
   {
     std::ifstream errors(errorsPath);
-    std::getline(errors, complaint);
+    for (std::string line; std::getline(errors, line);) {
+      if (line.find_first_not_of(" \t^") != std::string::npos) complaint = line;
+    }
   }
   std::remove(scriptPath);
   std::remove(errorsPath.c_str());

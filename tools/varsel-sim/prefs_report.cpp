@@ -154,7 +154,7 @@ std::vector<std::string> notesOn(const PlistValue& domain, const ordered_json& r
 }  // namespace
 
 PrefsReport reportPrefsFile(const std::string& path) {
-  vsession::FileContents file = vsession::readFileOrWhy(path);
+  vsession::FileContents file = vsession::readFileOrWhy(path, vsession::kMaxPlistBytes);
   if (!file.bytes) throw PrefsFileError(path + ": cannot be read: " + file.error);
   if (file.bytes->empty()) throw PrefsFileError(path + ": the file is empty");
   const std::vector<uint8_t>* bytes = &*file.bytes;

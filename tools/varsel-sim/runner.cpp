@@ -4,6 +4,7 @@
 #include <cmath>
 #include <map>
 #include <sstream>
+#include <stdexcept>
 
 #include "Commonprefs.h"
 #include "bars_observer.h"
@@ -216,11 +217,18 @@ class InputFeeder {
 
 void writeScenarioPrefs(const ScenarioPrefs& prefs, VirtualSession& session) {
   vsession::VirtualPreferences& domain = session.preferences();
-  if (prefs.domainFile) {
-    if (auto bytes = vsession::readWholeFile(*prefs.domainFile)) {
-      vsession::writeWholeFile(domain.domainFile(kPrefsDomain), *bytes);
+  // Settings that cannot be put in place would make the run quietly about something else.
+  auto written = [&](bool ok) {
+    if (!ok) {
+      throw std::runtime_error("the settings cannot be written into the session's home, " +
+                               session.home().string());
     }
-    domain.appSynchronize(kPrefsDomain);
+  };
+  if (prefs.domainFile) {
+    vsession::FileContents bytes = vsession::readFileOrWhy(*prefs.domainFile);
+    if (!bytes.bytes) throw std::runtime_error(*prefs.domainFile + ": " + bytes.error);
+    written(vsession::writeWholeFile(domain.domainFile(kPrefsDomain), *bytes.bytes));
+    written(domain.appSynchronize(kPrefsDomain));
     return;
   }
   PlistDict global = prefs.global;
@@ -241,7 +249,7 @@ void writeScenarioPrefs(const ScenarioPrefs& prefs, VirtualSession& session) {
     appList.push_back(PlistValue(std::move(element)));
   }
   domain.setAppValue("appList", PlistValue(std::move(appList)), kPrefsDomain);
-  domain.appSynchronize(kPrefsDomain);
+  written(domain.appSynchronize(kPrefsDomain));
 }
 
 RunResult runScenario(const Scenario& scenario, const RunOptions& options) {

@@ -14,6 +14,7 @@
 
 #include "Commonprefs.h"
 #include "platform/virtual/input_devices.h"
+#include "platform/virtual/plist_codec.h"
 #include "platform/virtual/system_services.h"
 
 namespace sim {
@@ -172,14 +173,36 @@ size_t editDistance(const std::string& a, const std::string& b) {
   return row[b.size()];
 }
 
-// Settings values are numbers, as the pane writes them, under keys the agent reads; a key it
-// does not read is most likely a typo, and the nearest one it does is offered.
-port::PlistDict readSettings(const Node& node, const std::vector<std::string>& known) {
+const std::vector<std::string>& globalKeys() {
+  static const std::vector<std::string> keys(std::begin(kGlobalPrefsKeys),
+                                             std::end(kGlobalPrefsKeys));
+  return keys;
+}
+
+const std::vector<std::string>& applicationKeys() {
+  static const std::vector<std::string> keys = prefs_settingsKeys();
+  return keys;
+}
+
+bool isOneOf(const std::vector<std::string>& names, const std::string& name) {
+  return std::find(names.begin(), names.end(), name) != names.end();
+}
+
+// Settings values are numbers, as the pane writes them, under keys the agent reads: global
+// keys at the top of the domain, the others per application. A key it does not read is
+// most likely a typo, and the nearest one it does is offered.
+port::PlistDict readSettings(const Node& node, bool global) {
   if (!node.value().is_object()) node.fail("expected an object of settings");
+  const std::vector<std::string>& known = global ? globalKeys() : applicationKeys();
   port::PlistDict out;
   for (const auto& [key, _] : node.value().items()) {
     Node value = node.at(key.c_str());
-    if (std::find(known.begin(), known.end(), key) == known.end()) {
+    if (!isOneOf(known, key)) {
+      if (isOneOf(global ? applicationKeys() : globalKeys(), key)) {
+        value.fail("\"" + key + "\" is " +
+                   (global ? "set per application, under \"all\" or an app's \"settings\""
+                           : "a global setting, under \"global\""));
+      }
       const std::string* nearest = nullptr;
       size_t best = 4;  // more edits than this is not a typo
       for (const std::string& name : known) {
@@ -203,12 +226,6 @@ port::PlistDict readSettings(const Node& node, const std::vector<std::string>& k
   return out;
 }
 
-const std::vector<std::string>& globalKeys() {
-  static const std::vector<std::string> keys(std::begin(kGlobalPrefsKeys),
-                                             std::end(kGlobalPrefsKeys));
-  return keys;
-}
-
 ScenarioPrefs readPrefs(const Node& node, const std::string& file) {
   node.expectObject({"global", "all", "apps", "domainFile"});
   ScenarioPrefs prefs;
@@ -218,21 +235,25 @@ ScenarioPrefs readPrefs(const Node& node, const std::string& file) {
     }
     Node path = node.at("domainFile");
     std::filesystem::path resolved = std::filesystem::path(file).parent_path() / path.string();
-    vsession::FileContents domain = vsession::readFileOrWhy(resolved);
+    vsession::FileContents domain = vsession::readFileOrWhy(resolved, vsession::kMaxPlistBytes);
     if (!domain.bytes) path.fail(resolved.string() + " cannot be read: " + domain.error);
+    vsession::PlistRead plist = vsession::readPlist(*domain.bytes);
+    if (!plist.value || !plist.value->dict()) {
+      path.fail(resolved.string() + " is not a preferences file: " +
+                (plist.value ? "the top level is not a dictionary" : plist.error));
+    }
     prefs.domainFile = resolved.string();
     return prefs;
   }
-  static const std::vector<std::string> settingsKeys = prefs_settingsKeys();
-  if (node.has("global")) prefs.global = readSettings(node.at("global"), globalKeys());
-  if (node.has("all")) prefs.all = readSettings(node.at("all"), settingsKeys);
+  if (node.has("global")) prefs.global = readSettings(node.at("global"), true);
+  if (node.has("all")) prefs.all = readSettings(node.at("all"), false);
   if (node.has("apps")) {
     for (const Node& a : node.at("apps").elements()) {
       a.expectObject({"bid", "creator", "settings"});
       ScenarioAppSettings app;
       if (a.has("bid")) app.bid = a.at("bid").string();
       if (a.has("creator")) app.creator = readCreator(a.at("creator"));
-      if (a.has("settings")) app.settings = readSettings(a.at("settings"), settingsKeys);
+      if (a.has("settings")) app.settings = readSettings(a.at("settings"), false);
       prefs.apps.push_back(std::move(app));
     }
   }
@@ -542,8 +563,12 @@ Scenario parseScenario(const std::string& text, const std::string& file) {
     if (system.has("pane")) s.pane = system.at("pane").boolean();
     if (system.has("home")) {
       std::filesystem::path home = system.at("home").string();
-      s.home =
-          (home.is_absolute() ? home : std::filesystem::path(file).parent_path() / home).string();
+      if (!home.is_absolute()) home = std::filesystem::path(file).parent_path() / home;
+      std::error_code error;
+      if (std::filesystem::exists(home, error) && !std::filesystem::is_directory(home, error)) {
+        system.at("home").fail(home.string() + " is not a folder");
+      }
+      s.home = home.string();
     }
   }
   if (root.has("screens")) {
