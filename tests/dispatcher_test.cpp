@@ -310,6 +310,11 @@ TEST_F(DispatcherTest, StopAllScrollingEndsEveryModeButACoastAndEachStarterThenB
   }
   EXPECT_EQ(waitingCallCount(Waiting::zonesWcontroller_fadeZones), 2u);  // both autoscrolls
   EXPECT_EQ(waitingCallCount(Waiting::cursor_showOpenHand), 1u);         // the grab's hand
+  // With no bar up in the window the zones fade out, whichever way autoscroll goes.
+  delegate.bars.up.found = 0;
+  bgDelegate::postVAEvent(13);
+  agent.runUntil(agent.session().elapsed() + 0.001);
+  EXPECT_EQ(waitingCallArgument(Waiting::zonesWcontroller_fadeZones), 0);
 }
 
 }  // namespace

@@ -180,6 +180,7 @@ TEST(VarselSimTest, TheSummarySaysWhatScrolledWhereAndWhatWasStillRunning) {
       {"t": 0.14, "wheel": {"y": -20}}, {"t": 0.16, "wheel": {"y": -20}})";
   std::string cut = summaryOf(flick, "");
   EXPECT_NE(cut.find("modes: wheel coast"), std::string::npos) << cut;
+  EXPECT_NE(cut.find("swallowed 4: 4 scroll wheel"), std::string::npos) << cut;
   EXPECT_NE(cut.find("note: the run ended with the wheel coast still running (a run ends 1 s "
                      "after its last step unless \"until\" says otherwise)"),
             std::string::npos)

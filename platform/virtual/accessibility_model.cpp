@@ -272,7 +272,7 @@ AXError VirtualAccessibility::check(AXUIElementRef element) {
   if (!trusted_) return kAXErrorAPIDisabled;
   if (!element) return kAXErrorIllegalArgument;
   AXNode* node = nodeOf(element);
-  if (element->tree != 0 && element->tree != tree_) return kAXErrorInvalidUIElement;
+  if (ofAnEarlierTree(element)) return kAXErrorInvalidUIElement;
   if (auto e = elementErrors_.find(node); e != elementErrors_.end()) return e->second;
   if (auto a = appErrors_.find(node->pid); a != appErrors_.end()) return a->second;
   return kAXErrorSuccess;

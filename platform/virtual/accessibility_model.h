@@ -95,7 +95,7 @@ class VirtualAccessibility final : public port::Accessibility {
   // The node a live handle of the current trees stands for, for tests that reach into them.
   AXNode& node(port::AXUIElementRef element) {
     AXNode* node = nodeOf(element);
-    if (element->tree != 0 && element->tree != tree_) {
+    if (ofAnEarlierTree(element)) {
       std::fprintf(stderr, "virtual session: an element of a tree that was rebuilt\n");
       std::abort();
     }
@@ -146,6 +146,11 @@ class VirtualAccessibility final : public port::Accessibility {
   // The handle's node; a handle that was released is the caller's bug and ends the run.
   AXNode* nodeOf(port::AXUIElementRef element) const;
   port::AXError check(port::AXUIElementRef element);
+  // A handle to a tree that was rebuilt since: its node is gone (the system-wide element
+  // belongs to no tree).
+  bool ofAnEarlierTree(port::AXUIElementRef element) const {
+    return element->tree != 0 && element->tree != tree_;
+  }
   // The attribute as the application would answer it, with a new handle for every element.
   std::optional<port::AXValue> attribute(AXNode* e, std::string_view name);
   port::AXValue freshCopy(const port::AXValue& value);

@@ -15,7 +15,7 @@ LaneId Scheduler::createLane(std::string name) {
 
 TaskId Scheduler::schedule(double due, LaneId lane, const char* what, port::Block task) {
   TaskId id = nextSeq_++;
-  queue_.push(Task{due < now_ ? now_ : due, id, lane, what, std::move(task)});
+  scheduleAt(id, due, lane, what, std::move(task));
   return id;
 }
 

@@ -21,14 +21,13 @@ using namespace port;
 
 FileContents readFileOrWhy(const fs::path& path, size_t largest) {
   if (path.empty()) return {std::nullopt, "the path is empty"};
+  const std::string tooLarge = "it is larger than " + std::to_string(largest >> 20) + " MB";
   // Looked at before it is opened: opening a named pipe would wait for a writer forever.
   struct stat info;
   if (::stat(path.c_str(), &info) != 0) return {std::nullopt, std::strerror(errno)};
   if (S_ISDIR(info.st_mode)) return {std::nullopt, "it is a folder, not a file"};
   if (!S_ISREG(info.st_mode)) return {std::nullopt, "it is not a regular file"};
-  if (static_cast<uint64_t>(info.st_size) > largest) {
-    return {std::nullopt, "it is larger than " + std::to_string(largest >> 20) + " MB"};
-  }
+  if (static_cast<uint64_t>(info.st_size) > largest) return {std::nullopt, tooLarge};
   int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   if (fd < 0) return {std::nullopt, std::strerror(errno)};
   FileContents read;
@@ -45,8 +44,8 @@ FileContents readFileOrWhy(const fs::path& path, size_t largest) {
       read.bytes = std::move(bytes);
       break;
     }
-    if (bytes.size() + static_cast<size_t>(n) > largest) {
-      read.error = "it is larger than " + std::to_string(largest >> 20) + " MB";
+    if (bytes.size() + static_cast<size_t>(n) > largest) {  // it grew since it was looked at
+      read.error = tooLarge;
       break;
     }
     bytes.insert(bytes.end(), buffer, buffer + n);
