@@ -85,6 +85,7 @@ inline constexpr CGEventField kCGMouseEventDeltaX = 4;
 inline constexpr CGEventField kCGMouseEventDeltaY = 5;
 inline constexpr CGEventField kCGMouseEventSubtype = 7;
 inline constexpr CGEventField kCGKeyboardEventAutorepeat = 8;
+inline constexpr CGEventField kCGTabletEventPointButtons = 18;
 inline constexpr CGEventField kCGKeyboardEventKeycode = 9;
 inline constexpr CGEventField kCGScrollWheelEventDeltaAxis1 = 11;
 inline constexpr CGEventField kCGScrollWheelEventDeltaAxis2 = 12;
@@ -99,6 +100,9 @@ inline constexpr CGEventField kCGScrollWheelEventScrollPhase = 99;
 inline constexpr CGEventField kCGScrollWheelEventScrollCount = 100;
 inline constexpr CGEventField kCGScrollWheelEventMomentumPhase = 123;
 inline constexpr CGEventField kCGEventFieldCount = 160;  // fields a record can hold
+
+// CGEventMouseSubtype.
+inline constexpr int64_t kCGEventMouseSubtypeTabletPoint = 1;
 
 // CGEventFlags.
 inline constexpr CGEventFlags kCGEventFlagMaskAlphaShift = 0x10000;

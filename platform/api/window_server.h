@@ -1,8 +1,10 @@
 // The window server, screens and cursor: CGWindowListCopyWindowInfo,
 // +[NSWindow windowNumberAtPoint:belowWindowWithWindowNumber:], NSScreen frames,
-// CGWarpMouseCursorPosition and the cursor's visibility and image (NSCursor).
+// CGWarpMouseCursorPosition and the system cursor's shape as the display's framebuffer holds
+// it.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -24,7 +26,12 @@ struct WindowInfo {
   std::string ownerName;
 };
 
-enum class SystemCursor { kArrow, kOpenHand, kClosedHand };
+// The cursor the framebuffer shows now: its size and hot spot (StdFBShmem_t's cursorSize and
+// hotSpot of the current frame).
+struct FramebufferCursor {
+  CGSize size;
+  CGPoint hotSpot;
+};
 
 class WindowServer {
  public:
@@ -33,11 +40,12 @@ class WindowServer {
   virtual int64_t windowNumberAtPoint(CGPoint cocoaPoint, int64_t belowWindowNumber) = 0;
   virtual std::vector<CGRect> screenFrames() = 0;  // NSScreen screens, main screen first, Cocoa
   virtual void warpMouseCursorPosition(CGPoint quartzPoint) = 0;
-  virtual void associateMouseAndMouseCursorPosition(bool connected) = 0;
-  virtual void hideCursor() = 0;                    // CGDisplayHideCursor
-  virtual void showCursor() = 0;                    // CGDisplayShowCursor
-  virtual void setCursor(SystemCursor cursor) = 0;  // -[NSCursor set]
-  virtual CGPoint cursorHotSpot() = 0;  // the system cursor's hot spot (framebuffer memory)
+  // The "NSScreenNumber" of the screen at `index` in screenFrames' order.
+  virtual uint32_t screenNumber(size_t index) = 0;
+  // IOFramebufferOpen on the display's service (CGDisplayIOServicePort), IOConnectMapMemory
+  // of the cursor memory (type 100, anywhere), the current frame's size and hot spot, then
+  // unmap and close. False when the framebuffer cannot be opened or mapped.
+  virtual bool readFramebufferCursor(uint32_t displayID, FramebufferCursor* cursor) = 0;
 };
 
 }  // namespace port

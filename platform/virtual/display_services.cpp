@@ -37,8 +37,30 @@ std::vector<CGRect> VirtualWindowServer::screenFrames() {
 }
 
 void VirtualWindowServer::warpMouseCursorPosition(CGPoint quartzPoint) {
-  world_.cursor = world_.clampToScreens(quartzPoint);
+  world_.moveCursor(quartzPoint);
   trace_.add(scheduler_.now(), "warp", {{"x", world_.cursor.x}, {"y", world_.cursor.y}});
+}
+
+// Display ids as the window server numbers them: the built-in display's, then the next.
+uint32_t VirtualWindowServer::screenNumber(size_t index) {
+  return index < world_.screens.size() ? kFirstDisplayID + static_cast<uint32_t>(index) : 0;
+}
+
+// The arrow's hot spot is its tip; the system's hand cursors all have theirs at (13, 8).
+bool VirtualWindowServer::readFramebufferCursor(uint32_t displayID, FramebufferCursor* cursor) {
+  if (failFramebuffer || displayID < kFirstDisplayID ||
+      displayID - kFirstDisplayID >= world_.screens.size()) {
+    return false;
+  }
+  *cursor = handShown_ ? FramebufferCursor{{32, 32}, {13, 8}} : FramebufferCursor{{17, 23}, {4, 4}};
+  return true;
+}
+
+void VirtualWindowServer::cursorMoved() {
+  bool hand = world_.handCursorAt(world_.cursor);
+  if (hand == handShown_) return;
+  handShown_ = hand;
+  trace_.add(scheduler_.now(), "cursor", {{"hand", hand}});
 }
 
 IOPMAssertionID VirtualPower::createNoDisplaySleepAssertion(const std::string&) {

@@ -24,23 +24,20 @@ class VirtualWindowServer final : public port::WindowServer {
   std::vector<port::CGRect> screenFrames() override;
   // Moves the cursor without an event, as CGWarpMouseCursorPosition does.
   void warpMouseCursorPosition(port::CGPoint quartzPoint) override;
-  void associateMouseAndMouseCursorPosition(bool connected) override { associated_ = connected; }
-  void hideCursor() override { ++hideCount_; }
-  void showCursor() override { --hideCount_; }
-  void setCursor(port::SystemCursor cursor) override { cursor_ = cursor; }
-  port::CGPoint cursorHotSpot() override { return {4, 4}; }  // the arrow's tip
+  uint32_t screenNumber(size_t index) override;
+  bool readFramebufferCursor(uint32_t displayID, port::FramebufferCursor* cursor) override;
 
-  bool cursorHidden() const { return hideCount_ > 0; }
-  port::SystemCursor cursor() const { return cursor_; }
-  bool mouseAssociated() const { return associated_; }
+  // The cursor moved: the application under it may show another cursor.
+  void cursorMoved();
+  bool handShown() const { return handShown_; }
+  bool failFramebuffer = false;  // the framebuffer cannot be opened
 
  private:
   World& world_;
   Trace& trace_;
   Scheduler& scheduler_;
-  int hideCount_ = 0;
-  bool associated_ = true;
-  port::SystemCursor cursor_ = port::SystemCursor::kArrow;
+  static constexpr uint32_t kFirstDisplayID = 0x4280880;
+  bool handShown_ = false;
 };
 
 class VirtualPower final : public port::Power {

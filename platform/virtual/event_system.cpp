@@ -12,6 +12,11 @@ using namespace port;
 namespace {
 constexpr double kPixelsPerLine = 10;
 
+bool isMouseMoveType(CGEventType type) {
+  return type == kCGEventMouseMoved || type == kCGEventLeftMouseDragged ||
+         type == kCGEventRightMouseDragged || type == kCGEventOtherMouseDragged;
+}
+
 bool isKeyboardType(CGEventType type) {
   return type == kCGEventKeyDown || type == kCGEventKeyUp || type == kCGEventFlagsChanged;
 }
@@ -153,11 +158,13 @@ void EventSystem::sourceSetUserData(CGEventSourceRef source, int64_t userData) {
 
 // A posted event enters the event stream after whatever is being handled now, at the level
 // it was posted to: a HID post passes every tap, a session post the session taps (the
-// poster's own included), an annotated-session post goes straight to the application.
+// poster's own included), an annotated-session post goes straight to the application. A
+// posted mouse movement moves the cursor to its location, as the window server does.
 void EventSystem::post(CGEventTapLocation location, CGEventRef e) {
   if (!e) return;
   retain(e);
   scheduler_.schedule(scheduler_.now(), Scheduler::kSystemLane, "post", [this, location, e] {
+    if (isMouseMoveType(e->type)) world_.moveCursor(e->location);
     if (location == kCGAnnotatedSessionEventTap) {
       deliver(e);
       release(e);
@@ -344,7 +351,6 @@ int16_t EventSystem::subtype(NSEventRef e) {
 }
 
 uint64_t EventSystem::buttonMask(NSEventRef e) {
-  constexpr CGEventField kCGTabletEventPointButtons = 18;
   return static_cast<uint64_t>(record(e)->integerFields[kCGTabletEventPointButtons]);
 }
 

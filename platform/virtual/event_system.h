@@ -40,6 +40,8 @@ class EventSystem final : public port::QuartzEvents, public port::CocoaEvents {
     swallowWatcher_ = std::move(watcher);
   }
   size_t liveEvents() const { return live_; }
+  // The event's time stamp in seconds since the machine started.
+  static double secondsSinceBoot(port::CGEventRef e) { return e->timestamp / 1e9; }
 
   // QuartzEvents
   port::CGEventType getType(port::CGEventRef e) override { return e->type; }

@@ -49,7 +49,7 @@ CGEventRef InputDevices::make(CGEventType type) {
 
 void InputDevices::moveTo(CGPoint to) {
   CGPoint from = world_.cursor;
-  world_.cursor = world_.clampToScreens(to);
+  world_.moveCursor(to);
   // While buttons are held the move is a drag of the lowest one.
   CGEventType type = kCGEventMouseMoved;
   int dragged = -1;
@@ -72,22 +72,41 @@ void InputDevices::moveTo(CGPoint to) {
   if (dragged >= 0) {
     events_.setIntegerValueField(e, kCGMouseEventButtonNumber, dragged);
     events_.setIntegerValueField(e, kCGMouseEventNumber, mouseEventNumber_);
+    markStylus(e);
   }
   events_.dispatchHardware(e);
 }
 
-void InputDevices::button(int number, bool down) {
+// A stylus reports itself as a tablet point (subtype 1) with the mask of its buttons held.
+void InputDevices::markStylus(CGEventRef e) {
+  if (!world_.stylusButtons) return;
+  events_.setIntegerValueField(e, kCGMouseEventSubtype, kCGEventMouseSubtypeTabletPoint);
+  events_.setIntegerValueField(e, kCGTabletEventPointButtons,
+                               static_cast<int64_t>(world_.stylusButtons));
+}
+
+void InputDevices::button(int number, bool down, uint64_t stylusMask) {
+  if (number < 0 || number > 31) return;
   uint32_t bit = 1u << number;
+  CGEventRef e = make(down ? downType(number) : upType(number));
+  double now = events_.secondsSinceBoot(e);
   if (down) {
     world_.pressedButtons |= bit;
+    world_.stylusButtons = stylusMask;
     ++mouseEventNumber_;
+    // Presses of one button in quick succession count up, as a double click does.
+    bool again = number == lastClickButton_ && now - lastClickTime_ <= kDoubleClickInterval;
+    clickCount_ = again ? clickCount_ + 1 : 1;
+    lastClickButton_ = number;
+    lastClickTime_ = now;
   } else {
     world_.pressedButtons &= ~bit;
   }
-  CGEventRef e = make(down ? downType(number) : upType(number));
   events_.setIntegerValueField(e, kCGMouseEventButtonNumber, number);
-  events_.setIntegerValueField(e, kCGMouseEventClickState, 1);
+  events_.setIntegerValueField(e, kCGMouseEventClickState, clickCount_);
   events_.setIntegerValueField(e, kCGMouseEventNumber, mouseEventNumber_);
+  markStylus(e);
+  if (!down && !world_.pressedButtons) world_.stylusButtons = 0;
   events_.dispatchHardware(e);
 }
 

@@ -29,7 +29,10 @@ class InputDevices {
   // Moves the cursor to `to` (kept on the screens): mouse-moved, or dragged while a button
   // is held.
   void moveTo(port::CGPoint to);
-  void button(int number, bool down);
+  // A press or release of button `number` (0 to 31); `stylusMask` non-zero makes it a
+  // tablet stylus press with those stylus buttons (4 upper, 2 lower, 1 tip), which its drags
+  // carry too.
+  void button(int number, bool down, uint64_t stylusMask = 0);
   // One notch of `lines` per axis; about 10 px a line unless `pixels` gives them exactly.
   // The whole-line field counts at least one line for any movement, as a notch does.
   void wheel(double linesX, double linesY, std::optional<port::CGPoint> pixels);
@@ -44,11 +47,17 @@ class InputDevices {
            uint64_t flags);
 
  private:
+  static constexpr double kDoubleClickInterval = 0.5;
+
   port::CGEventRef make(port::CGEventType type);
+  void markStylus(port::CGEventRef e);
 
   World& world_;
   EventSystem& events_;
   int64_t mouseEventNumber_ = 0;
+  int lastClickButton_ = -1;
+  double lastClickTime_ = 0;
+  int64_t clickCount_ = 0;
 };
 
 }  // namespace vsession

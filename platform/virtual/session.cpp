@@ -36,7 +36,12 @@ VirtualSession::VirtualSession(const SessionConfig& config)
       trace_.add(scheduler_.now(), "wake", {{"lane", scheduler_.laneName(lane)}, {"what", what}});
     });
   }
-  scheduler_.setLaneIdleHook([this](LaneId lane) { threading_.drainBlocks(lane); });
+  scheduler_.setLaneIdleHook([this](LaneId lane) {
+    threading_.drainBlocks(lane);
+    overlayWindows_.traceChanges();
+  });
+  world_.cursorMoved = [this] { windowServer_.cursorMoved(); };
+  windowServer_.cursorMoved();
 
   platform_.clock = &threading_;
   platform_.runLoops = &threading_;
@@ -51,6 +56,7 @@ VirtualSession::VirtualSession(const SessionConfig& config)
   platform_.systemFacts = &systemFacts_;
   platform_.workspace = &workspace_;
   platform_.windowServer = &windowServer_;
+  platform_.overlayWindows = &overlayWindows_;
   platform_.power = &power_;
   platform_.accessibility = &accessibility_;
   accessibility_.rebuild();

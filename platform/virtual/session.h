@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "accessibility_model.h"
+#include "agent_windows.h"
 #include "channels.h"
 #include "display_services.h"
 #include "event_system.h"
@@ -50,6 +51,8 @@ struct SessionConfig {
   // The user's home folder; a fresh temporary one, removed afterwards, when not given.
   std::optional<std::filesystem::path> home;
   bool recordWakes = false;
+  // Where the files of the agent's bundle resources (its images) are read from.
+  std::filesystem::path resourcesFolder = VARSEL_RESOURCES_DIR;
 };
 
 class VirtualSession {
@@ -72,6 +75,7 @@ class VirtualSession {
   VirtualPreferences& preferences() { return preferences_; }
   VirtualWindowServer& windowServer() { return windowServer_; }
   VirtualAccessibility& accessibility() { return accessibility_; }
+  VirtualOverlayWindows& overlayWindows() { return overlayWindows_; }
   VirtualPower& power() { return power_; }
   VirtualNotifications& notifications() { return notifications_; }
   VirtualMessagePorts& messagePorts() { return messagePorts_; }
@@ -145,6 +149,8 @@ class VirtualSession {
   VirtualMessagePorts messagePorts_;
   VirtualURLEvents urlEvents_{scheduler_};
   AppPort app_{*this};
+  VirtualOverlayWindows overlayWindows_{trace_, scheduler_, app_.resourcePath(),
+                                        config_.resourcesFolder};
   LogPort log_{*this};
   port::Platform platform_;
   std::vector<std::string> logLines_;

@@ -42,4 +42,26 @@ port::CGPoint World::clampToScreens(port::CGPoint p) const {
   return best;
 }
 
+void World::moveCursor(port::CGPoint p) {
+  cursor = clampToScreens(p);
+  if (cursorMoved) cursorMoved();
+}
+
+namespace {
+bool handUnder(const std::vector<UiSpec>& elements, port::CGPoint p) {
+  for (const UiSpec& e : elements) {
+    if (!rectContains(e.frame, p)) continue;
+    if (e.handCursor || handUnder(e.children, p)) return true;
+  }
+  return false;
+}
+}  // namespace
+
+bool World::handCursorAt(port::CGPoint p) const {
+  for (const VirtualWindow& w : windows) {
+    if (!w.ignoresMouseEvents && rectContains(w.frame, p)) return handUnder(w.ui, p);
+  }
+  return false;
+}
+
 }  // namespace vsession

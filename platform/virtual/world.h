@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -21,6 +22,7 @@ struct UiSpec {
   std::string title;
   std::string url;
   bool enabled = true;
+  bool handCursor = false;  // the application shows a hand cursor over the element
   std::optional<port::CGSize> content;
   port::CGPoint offset;
   bool verticalBar = false;
@@ -56,6 +58,7 @@ struct World {
   port::CGPoint cursor;               // Quartz coordinates
   uint64_t modifierFlags = 0;
   uint32_t pressedButtons = 0;  // bit N for button N
+  uint64_t stylusButtons = 0;   // the tablet's buttonMask while a stylus button is held
   std::vector<VirtualApp> apps;
   std::vector<VirtualWindow> windows;  // front to back
   int32_t frontPid = 0;
@@ -66,6 +69,12 @@ struct World {
   VirtualApp* app(int32_t pid);
   // The nearest point that lies on a screen: the cursor cannot leave the screens.
   port::CGPoint clampToScreens(port::CGPoint p) const;
+  // The cursor goes to `p` (kept on the screens), then `cursorMoved` is told.
+  void moveCursor(port::CGPoint p);
+  std::function<void()> cursorMoved;
+  // Whether the application under `p` shows a hand cursor there: its frontmost window at the
+  // point has an element with a hand cursor under it.
+  bool handCursorAt(port::CGPoint p) const;
   port::CGPoint toCocoa(port::CGPoint quartz) const {
     return {quartz.x, mainScreenHeight() - quartz.y};
   }

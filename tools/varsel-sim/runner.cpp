@@ -138,9 +138,11 @@ void schedule(Places& places, const InputStep& step) {
         } else if constexpr (std::is_same_v<T, ButtonInput>) {
           // Without "down" the step is a click: press now, release 0.08 s later.
           bool down = action->down.value_or(true);
-          places.at(p->t, [&input, action, down] { input.button(action->number, down); });
+          places.at(p->t,
+                    [&input, action, down] { input.button(action->number, down, action->stylus); });
           if (!action->down) {
-            places.at(p->t + 0.08, [&input, action] { input.button(action->number, false); });
+            places.at(p->t + 0.08,
+                      [&input, action] { input.button(action->number, false, action->stylus); });
           }
         } else if constexpr (std::is_same_v<T, KeyInput>) {
           bool down = action->down.value_or(true);

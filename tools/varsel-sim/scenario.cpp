@@ -263,7 +263,7 @@ ScenarioPrefs readPrefs(const Node& node, const std::string& file) {
 vsession::UiSpec readUi(const Node& node, int depth) {
   if (depth > 64) node.fail("elements nested too deeply");
   node.expectObject({"role", "frame", "children", "identifier", "title", "url", "enabled",
-                     "content", "offset", "scrollBars"});
+                     "content", "offset", "scrollBars", "cursor"});
   vsession::UiSpec ui;
   ui.role = node.at("role").string();
   ui.frame = node.at("frame").rect();
@@ -271,6 +271,13 @@ vsession::UiSpec readUi(const Node& node, int depth) {
   if (node.has("title")) ui.title = node.at("title").string();
   if (node.has("url")) ui.url = node.at("url").string();
   if (node.has("enabled")) ui.enabled = node.at("enabled").boolean();
+  if (node.has("cursor")) {
+    std::string cursor = node.at("cursor").string();
+    if (cursor != "hand" && cursor != "arrow") {
+      node.at("cursor").fail("a cursor is \"hand\" or \"arrow\"");
+    }
+    ui.handCursor = cursor == "hand";
+  }
   if (node.has("content")) {
     port::CGPoint size = node.at("content").point();
     if (size.x <= 0 || size.y <= 0) node.at("content").fail("content must have a positive size");
@@ -431,10 +438,11 @@ InputStep readInput(const Node& node, const std::string& file) {
     }
     step.action = m;
   } else if (k == "button") {
-    n.expectObject({"number", "down"});
+    n.expectObject({"number", "down", "stylus"});
     ButtonInput b;
     b.number = static_cast<int>(n.at("number").integerIn(0, 31));
     if (n.has("down")) b.down = n.at("down").boolean();
+    if (n.has("stylus")) b.stylus = static_cast<uint64_t>(n.at("stylus").integerIn(1, 7));
     step.action = b;
   } else if (k == "key") {
     n.expectObject({"chars", "code", "down"});

@@ -73,6 +73,7 @@ struct ModifiersInput {
 struct ButtonInput {
   int number = 0;
   std::optional<bool> down;  // absent: a click
+  uint64_t stylus = 0;       // a tablet stylus's buttons (4 upper, 2 lower, 1 tip) pressing it
 };
 struct KeyInput {
   std::string chars;

@@ -1,0 +1,90 @@
+// The agent's own windows in the virtual session: borderless image windows with frame,
+// alpha, level, visibility and mouse transparency, and the images they show (the agent's
+// bundle resources and the system's open-hand cursor image). Each change that shows on
+// screen becomes one `window` trace line when the thread that made it goes idle, so a
+// window set up in one block is one line.
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "platform/api/overlay_windows.h"
+#include "scheduler.h"
+#include "trace.h"
+
+namespace port {
+
+struct Image {
+  std::string kind;  // what it shows: "hand" or "anchor"
+  CGSize size;
+  int32_t references = 1;  // the system's own images are never freed
+};
+
+struct OverlayWindow {
+  int64_t id = 0;
+  CGRect frame;  // Cocoa global coordinates
+  double alpha = 1;
+  int32_t level = 0;
+  bool visible = false;
+  bool ignoresMouseEvents = false;
+  bool hasImageView = false;
+  NSImageRef image = nullptr;
+  bool changed = false;
+};
+
+}  // namespace port
+
+namespace vsession {
+
+class VirtualOverlayWindows final : public port::OverlayWindows {
+ public:
+  // `resourcePath` is where the agent's bundle keeps its resources; files asked for there
+  // are read from `resourcesFolder`.
+  VirtualOverlayWindows(Trace& trace, Scheduler& scheduler, std::string resourcePath,
+                        std::filesystem::path resourcesFolder);
+
+  port::NSImageRef imageWithContentsOfFile(const std::string& path) override;
+  port::NSImageRef openHandCursorImage() override { return &openHand_; }
+  port::CGSize imageSize(port::NSImageRef image) override;
+  void setImageSize(port::NSImageRef image, port::CGSize size) override;
+  void releaseImage(port::NSImageRef image) override;
+
+  port::NSWindowRef createBorderlessWindow(port::CGRect contentRect) override;
+  void setOpaque(port::NSWindowRef, bool) override {}
+  void setBackgroundColor(port::NSWindowRef, double, double) override {}
+  void setHasShadow(port::NSWindowRef, bool) override {}
+  void setLevel(port::NSWindowRef window, int32_t level) override;
+  void setIgnoresMouseEvents(port::NSWindowRef window, bool ignores) override;
+  void setImageViewAsContentView(port::NSWindowRef window, port::CGRect frame) override;
+  void setContentImage(port::NSWindowRef window, port::NSImageRef image) override;
+  void setAlphaValue(port::NSWindowRef window, double alpha) override;
+  void setFrameOrigin(port::NSWindowRef window, port::CGPoint origin) override;
+  void orderFront(port::NSWindowRef window) override;
+  void orderOut(port::NSWindowRef window) override;
+
+  // Writes a `window` line for each window changed since the last call.
+  void traceChanges();
+  const std::deque<port::OverlayWindow>& windows() const { return windows_; }
+  // The window showing images of `kind`, or null.
+  const port::OverlayWindow* windowShowing(const std::string& kind) const;
+  // Images read from files and not yet released.
+  size_t liveImages() const { return liveImages_; }
+
+ private:
+  void changed(port::NSWindowRef window);
+
+  Trace& trace_;
+  Scheduler& scheduler_;
+  std::string resourcePath_;
+  std::filesystem::path resourcesFolder_;
+  port::Image openHand_{"hand", {32, 32}, 1};
+  std::deque<port::Image> images_;
+  std::deque<port::OverlayWindow> windows_;
+  std::vector<port::NSWindowRef> changed_;
+  size_t liveImages_ = 0;
+};
+
+}  // namespace vsession
