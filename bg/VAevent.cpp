@@ -1,11 +1,14 @@
 #include "VAevent.h"
 
 #include "Commonprefs.h"
+#include "VAcursor.h"
 #include "VAevent_wheel.h"
+#include "VAgrab.h"
 #include "VAremote.h"
 #include "VAscroll.h"
 #include "VAstate.h"
 #include "VAutils.h"
+#include "VAvector.h"
 #include "bgDelegate.h"
 #include "platform/api/platform.h"
 #include "waitingCalls.h"
@@ -37,20 +40,17 @@ CGEventRef VAevent::eventForEvent_bars_window(CGEventRef event, const Bars*, voi
     case kCGEventLeftMouseDown:
     case kCGEventRightMouseDown:
     case kCGEventOtherMouseDown:
-      waitingCall(Waiting::handleMDown_event_cgEvent);
-      return event;
+      return handleMDown_event_cgEvent(nsEvent, event);
     case kCGEventLeftMouseUp:
     case kCGEventRightMouseUp:
     case kCGEventOtherMouseUp:
-      waitingCall(Waiting::handleMUp_event_cgEvent);
-      return event;
+      return handleMUp_event_cgEvent(nsEvent, event);
     case kCGEventMouseMoved:
       return handleMMoved_event_cgEvent(nsEvent, event);
     case kCGEventLeftMouseDragged:
     case kCGEventRightMouseDragged:
     case kCGEventOtherMouseDragged:
-      waitingCall(Waiting::handleMDragged_event_cgEvent);
-      return event;
+      return handleMDragged_event_cgEvent(nsEvent, event);
     case kCGEventKeyDown:
     case kCGEventKeyUp:
       waitingCall(Waiting::handleKeyUpDown_event_cgEvent);
@@ -61,7 +61,8 @@ CGEventRef VAevent::eventForEvent_bars_window(CGEventRef event, const Bars*, voi
     case kCGEventScrollWheel:
       return handleWheel_event_cgEvent_overlayWindow(nsEvent, event);
     case kCGEventTabletProximity:
-      if (state_doingGrab()) waitingCall(Waiting::grabStop_event_cgEvent);
+      // The stylus left the tablet: a grab it drove ends.
+      if (state_doingGrab()) return grabStop_event_cgEvent(nsEvent, event);
       return event;
     case kNSEventTypeGesture:
       handleGesture_event_cgEvent_overlayWindow();
@@ -71,7 +72,7 @@ CGEventRef VAevent::eventForEvent_bars_window(CGEventRef event, const Bars*, voi
   }
 }
 
-CGEventRef handleMMoved_event_cgEvent(NSEventRef, CGEventRef cgEvent) {
+CGEventRef handleMMoved_event_cgEvent(NSEventRef nsEvent, CGEventRef cgEvent) {
   QuartzEvents& quartz = *platform().quartz;
   // While grabbing without moving, the agent keeps putting the cursor back; its own moves
   // must not count as the user's.
@@ -87,11 +88,11 @@ CGEventRef handleMMoved_event_cgEvent(NSEventRef, CGEventRef cgEvent) {
   }
   if (s.prefs->vectorOn && state_doingVector() &&
       (s.prefs->vectorTriggerKind < 2 || state_doingVectorWurl())) {
-    waitingCall(Waiting::vectorContinue_event_cgEvent);
+    vectorContinue_event_cgEvent(nsEvent, cgEvent);
   }
   if (s.prefs->grabOn &&
       (state_doingGrabWHotKeyOnly() || state_doingGrabWToggle() || state_doingGrabWurl())) {
-    waitingCall(Waiting::grabContinue_event_cgEvent);
+    grabContinue_event_cgEvent(nsEvent, cgEvent);
   }
   // Leaving the area the coast began in cancels its events there.
   if (state_doingCoast() && !bgDelegate::ckCursorInCoastRect()) {
@@ -118,7 +119,7 @@ void VAevent::handleVAEvent(int kind) {
       break;
     case 8:
       stopCoast();
-      if (state_doingVector()) waitingCall(Waiting::vectorStop_event_cgEvent);
+      if (state_doingVector()) vectorStop_event_cgEvent(nullptr, nullptr);
       break;
     case 9:
       stopCoast();
@@ -189,9 +190,9 @@ void stopAllScrolling() {
   state_setDoingWheel(false);
   waitingCall(Waiting::resetScrollKeysState);
   waitingCall(Waiting::stopScrollKeysRepeat);
-  waitingCall(Waiting::cursor_backToNormalOScursor);
-  if (state_doingGrab()) waitingCall(Waiting::grabStop_event_cgEvent);
-  if (state_doingVector()) waitingCall(Waiting::vectorStop_event_cgEvent);
+  cursor_backToNormalOScursor();
+  if (state_doingGrab()) grabStop_event_cgEvent(nullptr, nullptr);
+  if (state_doingVector()) vectorStop_event_cgEvent(nullptr, nullptr);
   if (state_doingHover()) waitingCall(Waiting::setHoverLow);
   state_setDoingAutoScrollWurl(false);
   state_setDoingVectorWurl(false);
@@ -222,12 +223,13 @@ void startAutoScrollUp() {
 void startGrabScroll() {
   stopAllScrolling();
   state_setDoingGrabWurl(true);
-  waitingCall(Waiting::grabStart_unflippedPoint);  // at sLastUnflippedEventLocation
-  if (s.prefs->grabShowHand) waitingCall(Waiting::cursor_showOpenHand);
+  grabStart_unflippedPoint(s.sLastUnflippedEventLocation.x, s.sLastUnflippedEventLocation.y);
+  if (s.prefs->grabShowHand) cursor_showOpenHand();
 }
 
 void startVectorScroll() {
   stopAllScrolling();
   state_setDoingVectorWurl(true);
-  waitingCall(Waiting::vectorStart_point);  // at the mouse
+  CGPoint mouse = platform().cocoa->mouseLocation();
+  vectorStart_point(mouse.x, mouse.y);
 }

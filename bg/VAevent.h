@@ -25,6 +25,11 @@ class VAevent {
 };
 
 port::CGEventRef handleMMoved_event_cgEvent(port::NSEventRef event, port::CGEventRef cgEvent);
+// The mouse buttons: start, continue and stop grab and vector scrolling, hold a press back
+// while it may still become a drag, and map a stylus's buttons onto mouse buttons.
+port::CGEventRef handleMDown_event_cgEvent(port::NSEventRef event, port::CGEventRef cgEvent);
+port::CGEventRef handleMDragged_event_cgEvent(port::NSEventRef event, port::CGEventRef cgEvent);
+port::CGEventRef handleMUp_event_cgEvent(port::NSEventRef event, port::CGEventRef cgEvent);
 
 // Swallows every tapped event for the next `seconds` (after a grab launches a coast, so the
 // release's stray events do not stop it at once).
@@ -45,9 +50,19 @@ struct VAeventStatics {
   double sCoastStopEventsIgnoredUntil = 0;
   port::CGPoint sLastUnflippedEventLocation;
   double sCoastEventsCancelledUntil = 0;
-  port::CGEventRef sCopiedMdownToDelay = nullptr;
+  port::CGEventRef sCopiedMdownToDelay = nullptr;  // owned
   double sSuppressDelayMdownTime = 0;
   uint8_t sIsLastMdownInHoverZone = 0;
+  // The mouse buttons' (event thread only).
+  double sLastMDownTime = 0;
+  int64_t sLastMdownButton = 0;
+  port::CGPoint slastMDownPointForGrabButton;
+  int64_t sLastMDownEventNumberThatStoppedVector = 0;
+  // Per stylus button: its last press came as a right or other button (1) or a left one (0).
+  bool buttonForWacomUpper = false;
+  bool buttonForWacomLower = false;
+  bool buttonForWacomTip = false;
+  bool sSubstitutingButtonForWacom = false;
   // The wheel intake's (event thread only).
   int32_t sRepostCount = 0;
   double sTimeOfLastWheelEvent = 0;

@@ -2,10 +2,12 @@
 
 #include "Commonprefs.h"
 #include "VAevent.h"
+#include "VAgrab.h"
 #include "VAremote.h"
 #include "VAstate.h"
 #include "VAtapMgr.h"
 #include "VAutils.h"
+#include "VAvector.h"
 #include "acc/blockAtomic.h"
 #include "platform/api/platform.h"
 #include "waitingCalls.h"
@@ -79,8 +81,8 @@ void bgDelegate::applicationDidFinishLaunching() {
   s.preferences.startPrefs();
   waitingCall(Waiting::hover_initPrefs);
   event_initPrefs();
-  waitingCall(Waiting::grab_initPrefs);
-  waitingCall(Waiting::vector_initPrefs);
+  grab_initPrefs();
+  vector_initPrefs();
   waitingCall(Waiting::keys_initPrefs);
   utils_cacheNSScreenFrames_force(false);
   openAgentPort();

@@ -43,6 +43,8 @@ class bgDelegate {
   // Main thread (key events): asks the dispatcher without a bars record.
   static port::CGEventRef eventForEventOnMain(port::CGEventRef event);
   static void postVAEvent(int kind);
+  // Any thread: tells the pane which key was pressed while it waited for one.
+  static void notifyKeyPressed_mods(int keyCode, uint32_t flags);
   static void handleVAEvent(int kind);
 
   static void changedWindowAtCursor(int32_t windowNumber);

@@ -41,6 +41,17 @@ void bgAppDelegateSendFrontApp_message_dict(const std::string& message, const Pl
   platform().notifications->postNotification("com.tarnwick.v4bf", userInfo, true);
 }
 
+// The pane waits for the hot key the user presses next; the event thread hands the press
+// over and the main queue sends it. A click ends the wait with 0 and 0.
+void bgDelegate::notifyKeyPressed_mods(int keyCode, uint32_t flags) {
+  dispatchMainWithAutoreleasePool([keyCode, flags] {
+    PlistDict data;
+    data["md"] = PlistValue(int64_t{flags});
+    data["c"] = PlistValue(int64_t{keyCode});
+    bgAppDelegateSendFrontApp_message_dict("k", &data);
+  });
+}
+
 void backReply(const PlistDict& userInfo) {
   switch (messageNumber(userInfo)) {
     case 3:

@@ -1,13 +1,16 @@
 #include "main.h"
 
 #include "Commonprefs.h"
+#include "VAcursor.h"
 #include "VAevent.h"
+#include "VAgrab.h"
 #include "VAremote.h"
 #include "VAscroll.h"
 #include "VAstate.h"
 #include "VAtapMgr.h"
 #include "VAutils.h"
 #include "VAux.h"
+#include "VAvector.h"
 #include "bgDelegate.h"
 #include "bgprefs.h"
 #include "platform/api/platform.h"
@@ -17,6 +20,9 @@ void agent_resetModules() {
   bgDelegate_reset();
   VAtapMgr_reset();
   VAevent_reset();
+  VAgrab_reset();
+  VAvector_reset();
+  VAcursor_reset();
   VAremote_reset();
   VAscroll_reset();
   VAstate_reset();

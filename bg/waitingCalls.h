@@ -23,24 +23,11 @@
   X(zonesWcontroller_fadeZones, "fadeZones:", "bg/VAshow.cpp")                             \
   X(zonesWcontroller_showActiveZones, "showActiveZones:", "bg/VAshow.cpp")                 \
   X(zonesWcontroller_zoneRects, "upZoneRect, downZoneRect", "bg/VAshow.cpp")               \
-  X(grab_initPrefs, "grab_initPrefs", "bg/VAgrab.cpp")                                     \
-  X(grabStart_unflippedPoint, "grabStart_unflippedPoint", "bg/VAgrab.cpp")                 \
-  X(grabContinue_event_cgEvent, "grabContinue_event_cgEvent", "bg/VAgrab.cpp")             \
-  X(grabStop_event_cgEvent, "grabStop_event_cgEvent", "bg/VAgrab.cpp")                     \
-  X(vector_initPrefs, "vector_initPrefs", "bg/VAvector.cpp")                               \
-  X(vectorStart_point, "vectorStart_point", "bg/VAvector.cpp")                             \
-  X(vectorContinue_event_cgEvent, "vectorContinue_event_cgEvent", "bg/VAvector.cpp")       \
-  X(vectorStop_event_cgEvent, "vectorStop_event_cgEvent", "bg/VAvector.cpp")               \
   X(keys_initPrefs, "keys_initPrefs", "bg/VAkeys.cpp")                                     \
   X(keys_doAction, "keys_doAction", "bg/VAkeys.cpp")                                       \
   X(keys_doRepeat, "keys_doRepeat", "bg/VAkeys.cpp")                                       \
   X(resetScrollKeysState, "resetScrollKeysState", "bg/VAkeys.cpp")                         \
   X(stopScrollKeysRepeat, "stopScrollKeysRepeat", "bg/VAkeys.cpp")                         \
-  X(cursor_showOpenHand, "cursor_showOpenHand", "bg/VAcursor.cpp")                         \
-  X(cursor_backToNormalOScursor, "cursor_backToNormalOScursor", "bg/VAcursor.cpp")         \
-  X(handleMDown_event_cgEvent, "handleMDown_event_cgEvent", "bg/VAevent_mouse.cpp")        \
-  X(handleMUp_event_cgEvent, "handleMUp_event_cgEvent", "bg/VAevent_mouse.cpp")            \
-  X(handleMDragged_event_cgEvent, "handleMDragged_event_cgEvent", "bg/VAevent_mouse.cpp")  \
   X(handleFlags_event_cgEvent, "handleFlags_event_cgEvent", "bg/VAevent_keys.cpp")         \
   X(handleKeyUpDown_event_cgEvent, "handleKeyUpDown_event_cgEvent", "bg/VAevent_keys.cpp") \
   X(is_keypressSince_orOtherModDownInMods_thanMod_isDownPtr,                               \

@@ -3,9 +3,11 @@
 #include <gtest/gtest.h>
 
 #include "VAevent.h"
+#include "VAgrab.h"
 #include "VAremote.h"
 #include "VAstate.h"
 #include "VAtapMgr.h"
+#include "VAvector.h"
 #include "agent_session.h"
 #include "waitingCalls.h"
 
@@ -210,10 +212,10 @@ TEST_F(DispatcherTest, EachVAEventDoesItsOwnWorkAndKindsWithoutWorkNone) {
     EXPECT_FALSE(state_doingCoast()) << kind;
   }
   // The cursor went to another window: a running vector scroll ends too.
-  state_setDoingVector(true);
+  vectorStart_point(400, 400);
   runKind(8);
-  EXPECT_EQ(waitingCallCount(Waiting::vectorStop_event_cgEvent), 1u);
-  state_setDoingVector(false);
+  EXPECT_FALSE(state_doingVector());
+  EXPECT_EQ(VAvector_statics().sVectorTimer, nullptr);
 
   const struct {
     int first, last;
@@ -234,28 +236,22 @@ TEST_F(DispatcherTest, EachVAEventDoesItsOwnWorkAndKindsWithoutWorkNone) {
   }
 }
 
-TEST_F(DispatcherTest, ButtonKeyAndModifierEventsGoToTheirHandlersAndPassUntilTheyLand) {
+TEST_F(DispatcherTest, KeyAndModifierEventsGoToTheirHandlersAndPassUntilTheyLand) {
   agent.runUntil(1);
   auto& input = agent.input();
-  input.button(2, true);
-  input.moveTo({420, 420});  // dragged, with the button down
-  input.button(2, false);
   input.key("j", 38, true);
   input.key("j", 38, false);
   input.setModifiers(kCGEventFlagMaskAlternate);
   agent.runUntil(2);
-  EXPECT_EQ(waitingCallCount(Waiting::handleMDown_event_cgEvent), 1u);
-  EXPECT_EQ(waitingCallCount(Waiting::handleMDragged_event_cgEvent), 1u);
-  EXPECT_EQ(waitingCallCount(Waiting::handleMUp_event_cgEvent), 1u);
   EXPECT_EQ(waitingCallCount(Waiting::handleKeyUpDown_event_cgEvent), 2u);
   EXPECT_EQ(waitingCallCount(Waiting::handleFlags_event_cgEvent), 1u);
-  EXPECT_EQ(agent.linesOfKind("deliver").size(), 6u);
+  EXPECT_EQ(agent.linesOfKind("deliver").size(), 3u);
   EXPECT_TRUE(agent.linesOfKind("swallow").empty());
 }
 
 TEST_F(DispatcherTest, StopAllScrollingEndsEveryModeButACoastAndEachStarterThenBeginsItsOwn) {
-  state_setDoingGrab(true);
-  state_setDoingVector(true);
+  grabStart_unflippedPoint(400, 400);
+  vectorStart_point(400, 400);
   state_setDoingHover(true);
   void (*const started[])(bool) = {state_setDoingAutoScrollWurl,
                                    state_setDoingVectorWurl,
@@ -277,10 +273,10 @@ TEST_F(DispatcherTest, StopAllScrollingEndsEveryModeButACoastAndEachStarterThenB
                s.sDoingGrabWHotKeyAndButton || s.sDoingGrabWurl || s.sDraggingHoverZone ||
                s.sInterceptNextKeypress || event.sIsLastMdownInHoverZone);
   EXPECT_TRUE(s.sDoingCoast);
-  // The running grab, vector and hover modes and the keys are told to stop.
-  for (Waiting stop : {Waiting::resetScrollKeysState, Waiting::stopScrollKeysRepeat,
-                       Waiting::cursor_backToNormalOScursor, Waiting::grabStop_event_cgEvent,
-                       Waiting::vectorStop_event_cgEvent, Waiting::setHoverLow}) {
+  EXPECT_FALSE(s.sDoingGrab || s.sDoingVector);
+  // The hover mode and the keys are told to stop.
+  for (Waiting stop :
+       {Waiting::resetScrollKeysState, Waiting::stopScrollKeysRepeat, Waiting::setHoverLow}) {
     EXPECT_EQ(waitingCallCount(stop), 1u) << kWaitingCalls[static_cast<int>(stop)].callee;
   }
 
@@ -288,28 +284,31 @@ TEST_F(DispatcherTest, StopAllScrollingEndsEveryModeButACoastAndEachStarterThenB
   const struct {
     int kind;
     const bool& flag;
-    Waiting start;
+    const bool& running;
     int direction;
-  } starters[] = {{13, s.sDoingAutoScrollWurl, Waiting::hover_startAutoScroll, kDirectionDown},
-                  {14, s.sDoingAutoScrollWurl, Waiting::hover_startAutoScroll, kDirectionUp},
-                  {15, s.sDoingGrabWurl, Waiting::grabStart_unflippedPoint, 0},
-                  {16, s.sDoingVectorWurl, Waiting::vectorStart_point, 0}};
+  } starters[] = {{13, s.sDoingAutoScrollWurl, s.sDoingAutoScrollWurl, kDirectionDown},
+                  {14, s.sDoingAutoScrollWurl, s.sDoingAutoScrollWurl, kDirectionUp},
+                  {15, s.sDoingGrabWurl, s.sDoingGrab, 0},
+                  {16, s.sDoingVectorWurl, s.sDoingVector, 0}};
   for (const auto& c : starters) {
     state_setDoingGrabWToggle(true);
-    uint32_t starts = waitingCallCount(c.start);
+    uint32_t autoscrolls = waitingCallCount(Waiting::hover_startAutoScroll);
     bgDelegate::postVAEvent(c.kind);
     agent.runUntil(agent.session().elapsed() + 0.001);
-    EXPECT_TRUE(c.flag) << c.kind;
+    EXPECT_TRUE(c.flag && c.running) << c.kind;
     EXPECT_FALSE(state_doingGrabWToggle()) << c.kind;
-    EXPECT_EQ(waitingCallCount(c.start), starts + 1) << c.kind;
-    EXPECT_EQ(waitingCallArgument(c.start), c.direction) << c.kind;
+    EXPECT_EQ(waitingCallCount(Waiting::hover_startAutoScroll), autoscrolls + (c.direction != 0));
     // The zones fade the way autoscroll goes: there is a bar up in the window.
     if (c.direction) {
+      EXPECT_EQ(waitingCallArgument(Waiting::hover_startAutoScroll), c.direction);
       EXPECT_EQ(waitingCallArgument(Waiting::zonesWcontroller_fadeZones), c.direction);
     }
+    // The grab's hand shows while the grab runs; the next starter takes it away.
+    agent.runUntil(agent.session().elapsed() + 0.1);
+    const port::OverlayWindow* hand = agent.session().overlayWindows().windowShowing("hand");
+    EXPECT_EQ(hand && hand->visible, c.kind == 15) << c.kind;
   }
   EXPECT_EQ(waitingCallCount(Waiting::zonesWcontroller_fadeZones), 2u);  // both autoscrolls
-  EXPECT_EQ(waitingCallCount(Waiting::cursor_showOpenHand), 1u);         // the grab's hand
   // With no bar up in the window the zones fade out, whichever way autoscroll goes.
   delegate.bars.up.found = 0;
   bgDelegate::postVAEvent(13);

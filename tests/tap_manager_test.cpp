@@ -2,6 +2,8 @@
 // VA event hand-over and the failures that end start-up.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include <string>
 #include <tuple>
 #include <vector>
@@ -131,7 +133,9 @@ TEST_F(TapManagerTest, TheEventThreadHearsMovesOnlyWithTheMovedTapOnAndRunsVAEve
   bgDelegate::postVAEvent(12);      // stop everything
   EXPECT_TRUE(state_doingWheel());  // nothing runs before the event thread wakes
   agent.runUntil(agent.session().elapsed());
-  EXPECT_EQ(wakes, (std::vector<std::string>{"event/block"}));
+  // Both run in one wake of the event thread; the main thread then hides the grab's hand.
+  EXPECT_EQ(std::count(wakes.begin(), wakes.end(), "event/block"), 1);
+  EXPECT_EQ(wakes.front(), "event/block");
   EXPECT_FALSE(state_doingWheel());
   EXPECT_FALSE(state_doingGrabWurl());  // 15 then 12, in that order
 }

@@ -1,0 +1,141 @@
+#include "VAcursor.h"
+
+#include <atomic>
+
+#include "VAutils.h"
+#include "acc/blockAtomic.h"
+#include "platform/api/platform.h"
+
+using namespace port;
+
+namespace {
+VAcursorStatics s;
+
+constexpr int32_t kOverlayWindowLevel = 8;
+constexpr double kHandAlpha = 0.7;
+constexpr double kTrackingInterval = 0.05;  // 50,000,000 ns
+// The system's hand cursors all have their hot spot here.
+constexpr double kHandHotSpotX = 13.0;
+constexpr double kHandHotSpotY = 8.0;
+
+// The follow flag is read and written from the main thread, the tracking queue and the
+// callers of the show and hide requests; relaxed access keeps that race harmless.
+int32_t tracking() {
+  return std::atomic_ref<int32_t>(s.sTrackingCursor).load(std::memory_order_relaxed);
+}
+void setTracking(int32_t v) {
+  std::atomic_ref<int32_t>(s.sTrackingCursor).store(v, std::memory_order_relaxed);
+}
+
+// NSMouseInRect, unflipped: the left and top edges belong to the rectangle.
+bool mouseInRect(CGPoint p, const CGRect& r) {
+  return p.x >= r.origin.x && p.x < r.origin.x + r.size.width && p.y > r.origin.y &&
+         p.y <= r.origin.y + r.size.height;
+}
+}  // namespace
+
+VAcursorStatics& VAcursor_statics() {
+  return s;
+}
+
+void VAcursor_reset() {
+  s = VAcursorStatics{};
+}
+
+NSWindowRef newOverlayCursorWindow(CGSize size) {
+  OverlayWindows& windows = *platform().overlayWindows;
+  NSWindowRef window = windows.createBorderlessWindow(CGRect{{0, 0}, size});
+  if (!window) {
+    platform().systemLog->log("Could not create cursor.");
+    return nullptr;
+  }
+  windows.setOpaque(window, false);
+  windows.setBackgroundColor(window, 1.0, 0.0);
+  windows.setHasShadow(window, false);
+  windows.setLevel(window, kOverlayWindowLevel);
+  windows.setImageViewAsContentView(window, CGRect{{0, 0}, size});
+  windows.setIgnoresMouseEvents(window, true);
+  windows.orderFront(window);
+  return window;
+}
+
+void cursor_showOpenHand() {
+  dispatchMainWithAutoreleasePool([] {
+    cursor_setOverlayImage(platform().overlayWindows->openHandCursorImage());
+    std::atomic_ref<int32_t>(s.sHideOverlayCursor).store(0);
+    if (tracking() == 0) {
+      setTracking(1);
+      cursor_runTracking();
+    }
+  });
+}
+
+void cursor_setOverlayImage(NSImageRef image) {
+  OverlayWindows& windows = *platform().overlayWindows;
+  if (!s.sOverlayWindow) {
+    s.sOverlayWindow = newOverlayCursorWindow(windows.imageSize(image));
+    if (!s.sOverlayWindow) return;
+  }
+  windows.setAlphaValue(s.sOverlayWindow, kHandAlpha);
+  windows.setContentImage(s.sOverlayWindow, image);
+}
+
+void cursor_runTracking() {
+  Dispatch& dispatch = *platform().dispatch;
+  if (tracking() == 0) {
+    // The loop's last step takes the hand away.
+    dispatchMainWithAutoreleasePool([] { hide_overlayCursor(); });
+    return;
+  }
+  if (!s.sTrackingQueue) s.sTrackingQueue = dispatch.queueCreate("com.tarnwick.trackCursor");
+  dispatch.after(kTrackingInterval, s.sTrackingQueue, [] {
+    CGPoint location = platform().cocoa->mouseLocation();
+    if (tracking() == 1) {
+      dispatchMainWithAutoreleasePool(
+          [location] { cursor_showOverlayAtPoint(location.x, location.y); });
+    }
+    cursor_runTracking();
+  });
+}
+
+// The hand's window sits below the pointer's hot spot, its top near the pointer.
+void cursor_showOverlayAtPoint(double x, double y) {
+  if (std::atomic_ref<int32_t>(s.sHideOverlayCursor).fetch_add(0) != 0 || !s.sOverlayWindow) {
+    return;
+  }
+  OverlayWindows& windows = *platform().overlayWindows;
+  windows.setFrameOrigin(s.sOverlayWindow, CGPoint{x, y - 15});
+  windows.orderFront(s.sOverlayWindow);
+}
+
+void hide_overlayCursor() {
+  std::atomic_ref<int32_t>(s.sHideOverlayCursor).fetch_add(1);
+  if (tracking() == 1) setTracking(0);
+  dispatchMainWithAutoreleasePool([] {
+    if (s.sOverlayWindow) platform().overlayWindows->orderOut(s.sOverlayWindow);
+  });
+}
+
+void cursor_backToNormalOScursor() {
+  dispatchMainWithAutoreleasePool([] { hide_overlayCursor(); });
+}
+
+// The screens come from the cache of NSScreen frames, in the same order, so a click on the
+// event thread asks nothing that allocates.
+std::optional<FramebufferCursor> currentGlobalCursor() {
+  WindowServer& server = *platform().windowServer;
+  CGPoint mouse = platform().cocoa->mouseLocation();
+  const VAutilsStatics& screens = VAutils_statics();
+  for (int32_t i = 0; i < screens.sNumScreens; ++i) {
+    if (!mouseInRect(mouse, screens.sScreenFrames[i])) continue;
+    FramebufferCursor cursor;
+    if (!server.readFramebufferCursor(server.screenNumber(i), &cursor)) return std::nullopt;
+    return cursor;
+  }
+  return std::nullopt;
+}
+
+bool isHandCursorCurrent() {
+  std::optional<FramebufferCursor> cursor = currentGlobalCursor();
+  return cursor && cursor->hotSpot.x == kHandHotSpotX && cursor->hotSpot.y == kHandHotSpotY;
+}
