@@ -2,10 +2,13 @@
 // agent adds to every mouse and wheel event of the session.
 #include <benchmark/benchmark.h>
 
+#include "VAcursor.h"
 #include "VAevent.h"
+#include "VAgrab.h"
 #include "VAremote.h"
 #include "VAstate.h"
 #include "VAtapMgr.h"
+#include "VAvector.h"
 #include "allocation_counter.h"
 #include "bgDelegate.h"
 #include "main.h"
@@ -19,6 +22,8 @@ using namespace port;
 struct StartedAgent {
   vsession::VirtualSession session;
   StartedAgent() {
+    // Millions of posted events would otherwise each leave a line in memory.
+    session.trace().keepLines(false);
     setPlatform(&session.platform());
     agent_resetModules();
     bgDelegate::applicationDidFinishLaunching();
@@ -72,7 +77,7 @@ void BM_MouseMovedThroughMainTap(benchmark::State& state) {
 }
 BENCHMARK(BM_MouseMovedThroughMainTap);
 
-// Each wheel case runs with the settings it needs, and leaves them as it found them.
+// Each case runs with the settings it needs, and leaves them as it found them.
 struct WheelSettings {
   PrefsRecord saved = *prefs_bgprefs();
   ~WheelSettings() { *prefs_bgprefs() = saved; }
@@ -151,6 +156,125 @@ void BM_CoastTick(benchmark::State& state) {
   session.runUntil(session.elapsed() + 1);
 }
 BENCHMARK(BM_CoastTick);
+
+// A press of the grab button that may become a drag: held back, a copy kept and the 70 ms
+// hand-over to the main queue armed. The clock moves past the reposting window each time.
+void BM_MouseDownHeldBack(benchmark::State& state) {
+  vsession::VirtualSession& session = agent().session;
+  vsession::EventSystem& events = session.events();
+  CGEventRef down = events.newEvent(kCGEventOtherMouseDown);
+  events.setIntegerValueField(down, kCGMouseEventButtonNumber, 2);
+  timeEvents(
+      state,
+      [&] {
+        session.scheduler().advance(0.2);
+        CGEventRef passed = MyEventTapCallBack(nullptr, kCGEventOtherMouseDown, down, nullptr);
+        benchmark::DoNotOptimize(passed);
+        if (passed) state.SkipWithError("the press was not held back");
+      },
+      0.1);
+  session.runUntil(session.elapsed() + 1);
+  events.release(down);
+}
+BENCHMARK(BM_MouseDownHeldBack);
+
+// A grab's movement handed to the callback as a drag of `type`, 3 px up and down in turn,
+// so each one scrolls.
+void grabMovements(benchmark::State& state, CGEventType type, bool freeze) {
+  WheelSettings settings;
+  prefs_bgprefs()->grabFreezeOn = freeze;
+  vsession::VirtualSession& session = agent().session;
+  vsession::EventSystem& events = session.events();
+  CGEventRef moved = events.newEvent(type);
+  events.setIntegerValueField(moved, kCGMouseEventButtonNumber, 2);
+  grabStart_unflippedPoint(640, 540);
+  double y = 360;
+  timeEvents(state, [&] {
+    y = y == 360 ? 363 : 360;
+    events.setLocation(moved, {640, y});
+    benchmark::DoNotOptimize(MyEventTapCallBack(nullptr, type, moved, nullptr));
+  });
+  if (!state_doingGrab() || state_doingGrabWOMoving() != freeze) state.SkipWithError("no grab");
+  stopAllScrolling();
+  session.runUntil(session.elapsed() + 1);
+  events.release(moved);
+}
+
+void BM_DraggedDuringGrab(benchmark::State& state) {
+  grabMovements(state, kCGEventOtherMouseDragged, false);
+}
+BENCHMARK(BM_DraggedDuringGrab);
+
+// Frozen: each movement also posts the warp that puts the pointer back.
+void BM_FrozenGrabMovement(benchmark::State& state) {
+  grabMovements(state, kCGEventOtherMouseDragged, true);
+}
+BENCHMARK(BM_FrozenGrabMovement);
+
+// The speeds follow the pointer: the handler recomputes them for each movement. Nothing
+// else runs meanwhile: a run-timer pass would fill the settings again from the stored ones.
+void BM_MouseMovedDuringVector(benchmark::State& state) {
+  vsession::VirtualSession& session = agent().session;
+  vsession::EventSystem& events = session.events();
+  WheelSettings settings;
+  prefs_bgprefs()->vectorOn = 1;
+  CGEventRef moved = events.newEvent(kCGEventMouseMoved);
+  vectorStart_point(640, 540);
+  uint64_t allocations = 0;
+  double y = 300;
+  for (auto _ : state) {
+    y = y == 300 ? 301 : 300;
+    events.setLocation(moved, {640, y});
+    uint64_t before = bench_support::allocationCount();
+    benchmark::DoNotOptimize(MyEventTapCallBack(nullptr, kCGEventMouseMoved, moved, nullptr));
+    allocations += bench_support::allocationCount() - before;
+  }
+  state.counters["allocs/event"] = benchmark::Counter(static_cast<double>(allocations) /
+                                                      static_cast<double>(state.iterations()));
+  if (VAvector_statics().sSpeedY == 0) state.SkipWithError("the speeds did not follow");
+  stopAllScrolling();
+  session.runUntil(session.elapsed() + 1);
+  events.release(moved);
+}
+BENCHMARK(BM_MouseMovedDuringVector);
+
+// One tick of a vector scroll at a steady speed: one posted event.
+void BM_VectorTick(benchmark::State& state) {
+  vsession::VirtualSession& session = agent().session;
+  vectorStart_point(640, 540);
+  calcVectorSpeed_pt_startPoint(640, 600, 640, 540);
+  timeEvents(state, [&] { vectorTimerProc(nullptr, nullptr); });
+  stopAllScrolling();
+  session.runUntil(session.elapsed() + 1);
+}
+BENCHMARK(BM_VectorTick);
+
+// How often the hand's follow loop wakes its queue per virtual second while the hand
+// shows, and after it is hidden.
+void BM_HandFollowLoop(benchmark::State& state) {
+  vsession::VirtualSession& session = agent().session;
+  vsession::Scheduler& scheduler = session.scheduler();
+  double shown = 0, hidden = 0;
+  double* counting = &shown;
+  scheduler.setWakeObserver([&](vsession::LaneId lane, const char*) {
+    if (scheduler.laneName(lane) == "com.tarnwick.trackCursor") ++*counting;
+  });
+  for (auto _ : state) {
+    cursor_showOpenHand();
+    session.runUntil(session.elapsed() + 1);
+    counting = &hidden;
+    cursor_backToNormalOScursor();
+    session.runUntil(session.elapsed() + 0.1);
+    hidden = 0;  // the loop's last step may still be on its way
+    session.runUntil(session.elapsed() + 1);
+    counting = &shown;
+  }
+  scheduler.setWakeObserver(nullptr);
+  double runs = static_cast<double>(state.iterations());
+  state.counters["wakes/s shown"] = shown / runs;
+  state.counters["wakes/s hidden"] = hidden;
+}
+BENCHMARK(BM_HandFollowLoop)->Iterations(5);
 
 }  // namespace
 
