@@ -103,9 +103,11 @@ void grabContinue_event_cgEvent(NSEventRef event, CGEventRef cgEvent) {
     dy = -(dy + s.sAddedToY);
   }
 
-  s.sDistanceCursorMovedDuringGrab += static_cast<float>(std::fabs(dx) + std::fabs(dy));
-  s.sDistanceX += static_cast<float>(dx);
-  s.sDistanceY += static_cast<float>(dy);
+  // Single-precision sums, each rounded once.
+  s.sDistanceCursorMovedDuringGrab =
+      static_cast<float>(s.sDistanceCursorMovedDuringGrab + std::fabs(dx) + std::fabs(dy));
+  s.sDistanceX = static_cast<float>(s.sDistanceX + dx);
+  s.sDistanceY = static_cast<float>(s.sDistanceY + dy);
 
   if (s.sNumContinueCalls >= 0) {
     if (s.sNumContinueCalls++ >= kMovementsBeforeAxisDecision) {
@@ -141,7 +143,11 @@ void grabContinue_event_cgEvent(NSEventRef event, CGEventRef cgEvent) {
   s.sGrabDidTryToScroll = true;
   int32_t wholeX = truncateToInt32(nx);
   int32_t wholeY = truncateToInt32(ny);
-  if (wholeX != 0 || wholeY != 0) send_cgWheelEvent_intX_intY(-wholeX, wholeY);
+  // Negated in a wider type: a nonsense amount stays the most negative one, which the
+  // posting limit refuses.
+  if (wholeX != 0 || wholeY != 0) {
+    send_cgWheelEvent_intX_intY(static_cast<int32_t>(-static_cast<int64_t>(wholeX)), wholeY);
+  }
 
   s.sGrabXYhistory[s.sGrabXYindex] = {static_cast<float>(dx), static_cast<float>(dy), utils_now()};
   if (++s.sGrabXYindex == kGrabHistorySize) s.sGrabXYindex = 0;

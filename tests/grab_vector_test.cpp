@@ -76,11 +76,27 @@ TEST_F(ScrollModeTest, TheEleventhMovementDecidesTheAxesTheGrabMayScroll) {
       grabContinue_event_cgEvent(fresh.events().eventWithCGEvent(e), e);
       fresh.events().release(e);
     };
-    for (int i = 1; i <= 10; ++i) move(i);
+    // Whole pixels posted across and down by movements `from` to `to`.
+    auto scrolled = [&](int from, int to) {
+      size_t seen = fresh.linesOfKind("deliver").size();
+      for (int i = from; i <= to; ++i) move(i);
+      fresh.runUntil(fresh.session().elapsed() + 0.001);
+      CGPoint sum{0, 0};
+      auto lines = fresh.linesOfKind("deliver");
+      for (size_t i = seen; i < lines.size(); ++i) {
+        sum.x += std::fabs(lines[i]["px2"].get<double>());
+        sum.y += std::fabs(lines[i]["px1"].get<double>());
+      }
+      return sum;
+    };
+    CGPoint first = scrolled(1, 10);
     EXPECT_EQ(VAgrab_statics().sAxesLockedX0Y1, 1) << d.name;
-    EXPECT_FLOAT_EQ(VAgrab_statics().sAccumX, 0) << d.name;  // nothing across yet
-    move(11);
+    EXPECT_EQ(first.x, 0) << d.name;  // nothing across yet
+    EXPECT_EQ(first.y, d.stepY * 10) << d.name;
+    CGPoint later = scrolled(11, 14);
     EXPECT_EQ(VAgrab_statics().sAxesLockedX0Y1, d.lock) << d.name;
+    EXPECT_EQ(later.x, d.lock == 1 ? 0 : d.stepX * 4) << d.name;
+    EXPECT_EQ(later.y, d.lock == 2 ? 0 : d.stepY * 4) << d.name;
     EXPECT_EQ(VAgrab_statics().sNumContinueCalls, -1) << d.name;
   }
 }
@@ -170,13 +186,19 @@ TEST_F(ScrollModeTest, TheVectorSpeedFollowsTheDistanceFromTheAnchor) {
     EXPECT_FLOAT_EQ(VAvector_statics().sSpeedX, c.speedX) << c.dx << "," << c.dy;
     EXPECT_FLOAT_EQ(VAvector_statics().sSpeedY, c.speedY) << c.dx << "," << c.dy;
   }
-  // A faster hover lifts a small speed to 0.8 of the factor: the single-precision 0.8
-  // vertically, the double across.
+  // The exponent's 0.4 is the single-precision one.
   prefs.vectorReverseYOn = 0;
+  calcVectorSpeed_pt_startPoint(400, 575, 400, 500);
+  EXPECT_EQ(VAvector_statics().sSpeedY,
+            static_cast<float>(vertical * std::pow(0.5, (double{0.4f} + 0.5) * 5.0)));
+  // A faster hover lifts a small speed to 0.8 of the factor: the single-precision 0.8
+  // vertically, the double across. With a factor of 9 the two differ in the last bit.
+  prefs.vectorVspeed = prefs.vectorVspeedScaled = 9;
   state_setHoverFaster(true);
   calcVectorSpeed_pt_startPoint(401, 501, 400, 500);
-  EXPECT_EQ(VAvector_statics().sSpeedY, static_cast<float>(vertical * double{0.8f}));
-  EXPECT_EQ(VAvector_statics().sSpeedX, static_cast<float>(horizontal * 0.8));
+  EXPECT_EQ(VAvector_statics().sSpeedY, static_cast<float>(9 * double{0.8f}));
+  EXPECT_EQ(VAvector_statics().sSpeedX, static_cast<float>(9 * 0.8));
+  EXPECT_NE(VAvector_statics().sSpeedX, VAvector_statics().sSpeedY);
 }
 
 // A stop by a button release hands the release on at (1, 1); a stop by a key swallows it.
@@ -265,6 +287,12 @@ TEST_F(ScrollModeTest, AShowStillQueuedOverridesAnEarlierHide) {
   vectorAnchor_hide();
   runFor(0.1);
   EXPECT_FALSE(window("anchor")->visible);
+  // A show that reaches the window after a hide was asked for leaves it where it was.
+  vectorAnchor_showAt(400, 500);
+  runFor(0.1);
+  vectorAnchor_hide();
+  overlay_showAtPoint(100, 100);
+  EXPECT_EQ(window("anchor")->frame.origin.x, 387);
   vectorAnchor_showAt(400, 500);
   runFor(0.01);
   EXPECT_TRUE(window("anchor")->visible);

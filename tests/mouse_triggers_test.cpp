@@ -91,7 +91,7 @@ TEST(MouseTriggers, AGrabButtonPressIsHeldThenPassedDroppedOrEaten) {
     const char* name;
     bool eat;
     double holdFor;  // before the drag or release
-    CGPoint dragTo;
+    CGPoint dragTo;  // where the press is released, dragging there first if it moved
     std::vector<std::string> delivered;
     bool grabbed;
   } cases[] = {
@@ -106,7 +106,7 @@ TEST(MouseTriggers, AGrabButtonPressIsHeldThenPassedDroppedOrEaten) {
     m.prefs.grabEatMDown = c.eat;
     m.press(2);
     m.runFor(c.holdFor);
-    m.drag(c.dragTo, 4);
+    if (c.dragTo.x != 400 || c.dragTo.y != 400) m.drag(c.dragTo, 4);
     bool grabbed = state_doingGrab();
     m.release(2);
     m.runFor(0.2);
@@ -162,7 +162,8 @@ TEST(MouseTriggers, TheVectorClickPositionRuleLeavesTitleBarsAndLinksAlone) {
     bool starts;
   } cases[] = {
       {"page", true, {400, 400}, true},
-      {"under the top edge", true, {400, 140}, false},
+      {"45 px under the top edge", true, {400, 145}, false},
+      {"55 px under it", true, {400, 155}, true},
       {"link", true, {550, 510}, false},
       {"link, hover and autoscroll off", false, {550, 510}, true},
   };
@@ -230,16 +231,21 @@ TEST_F(MouseTriggerTest, AVectorDragScrollsFromThePressPointUntilTheRelease) {
 }
 
 // A stylus press arriving as the middle button: a drag that starts within 0.15 s keeps
-// that button and grabs; a later one uses the stylus button's flag (1, a right button).
-TEST(MouseTriggers, AStylusDragKeepsThePressButtonOnlyWithinAFifthOfASecond) {
-  for (double wait : {0.1, 0.2}) {
+// that button for its whole length and grabs; one that starts later uses the stylus
+// button's flag (1, a right button) and passes.
+TEST(MouseTriggers, AStylusDragKeepsThePressButtonOnlyIfItStartsWithin150Ms) {
+  for (double start : {0.14, 0.16}) {
     Mouse m;
     m.prefs.grabEatMDown = 1;
     m.press(2, /*stylus upper button*/ 4);
     EXPECT_TRUE(VAevent_statics().buttonForWacomUpper);
-    m.runFor(wait - 0.008);
-    m.drag({400, 380}, 4);
-    EXPECT_EQ(state_doingGrab(), wait < 0.15) << wait;
+    m.runFor(start);
+    m.drag({400, 380}, 8);  // 64 ms of drags, past 0.15 s either way
+    bool keeps = start < 0.15;
+    EXPECT_EQ(state_doingGrab(), keeps) << start;
+    size_t dragsPassed = 0;
+    for (const std::string& b : m.buttonsDelivered()) dragsPassed += b.starts_with("27@");
+    EXPECT_EQ(dragsPassed, keeps ? 0u : 8u) << start;
     m.release(2);
   }
 }

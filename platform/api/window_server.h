@@ -42,9 +42,10 @@ class WindowServer {
   virtual void warpMouseCursorPosition(CGPoint quartzPoint) = 0;
   // The "NSScreenNumber" of the screen at `index` in screenFrames' order.
   virtual uint32_t screenNumber(size_t index) = 0;
-  // IOFramebufferOpen on the display's service (CGDisplayIOServicePort), IOConnectMapMemory
-  // of the cursor memory (type 100, anywhere), the current frame's size and hot spot, then
-  // unmap and close. False when the framebuffer cannot be opened or mapped.
+  // IOFramebufferOpen on the display's service (CGDisplayIOServicePort) with connection
+  // type 1 (the shared connection), IOConnectMapMemory of memory type 100 with options
+  // 4097 (anywhere), the current frame's cursorSize and hotSpot, then unmap and close. False
+  // when the framebuffer cannot be opened or mapped.
   virtual bool readFramebufferCursor(uint32_t displayID, FramebufferCursor* cursor) = 0;
 };
 
