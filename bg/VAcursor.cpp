@@ -70,14 +70,25 @@ void cursor_showOpenHand() {
   });
 }
 
-void cursor_setOverlayImage(NSImageRef image) {
+void overlayWindow_setImage(NSWindowRef* window, NSImageRef image, double alpha) {
   OverlayWindows& windows = *platform().overlayWindows;
-  if (!s.sOverlayWindow) {
-    s.sOverlayWindow = newOverlayCursorWindow(windows.imageSize(image));
-    if (!s.sOverlayWindow) return;
+  if (!*window) {
+    *window = newOverlayCursorWindow(windows.imageSize(image));
+    if (!*window) return;
   }
-  windows.setAlphaValue(s.sOverlayWindow, kHandAlpha);
-  windows.setContentImage(s.sOverlayWindow, image);
+  windows.setAlphaValue(*window, alpha);
+  windows.setContentImage(*window, image);
+}
+
+void overlayWindow_showAt(NSWindowRef window, int32_t* hideCounter, double x, double y) {
+  if (std::atomic_ref<int32_t>(*hideCounter).fetch_add(0) != 0 || !window) return;
+  OverlayWindows& windows = *platform().overlayWindows;
+  windows.setFrameOrigin(window, CGPoint{x, y - 15});
+  windows.orderFront(window);
+}
+
+void cursor_setOverlayImage(NSImageRef image) {
+  overlayWindow_setImage(&s.sOverlayWindow, image, kHandAlpha);
 }
 
 void cursor_runTracking() {
@@ -100,12 +111,7 @@ void cursor_runTracking() {
 
 // The hand's window sits below the pointer's hot spot, its top near the pointer.
 void cursor_showOverlayAtPoint(double x, double y) {
-  if (std::atomic_ref<int32_t>(s.sHideOverlayCursor).fetch_add(0) != 0 || !s.sOverlayWindow) {
-    return;
-  }
-  OverlayWindows& windows = *platform().overlayWindows;
-  windows.setFrameOrigin(s.sOverlayWindow, CGPoint{x, y - 15});
-  windows.orderFront(s.sOverlayWindow);
+  overlayWindow_showAt(s.sOverlayWindow, &s.sHideOverlayCursor, x, y);
 }
 
 void hide_overlayCursor() {

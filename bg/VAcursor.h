@@ -33,6 +33,11 @@ std::optional<port::FramebufferCursor> currentGlobalCursor();
 // an image of `size` in an image view, ordered front; null (and "Could not create cursor."
 // logged) when it cannot be made. The hand and the vector anchor are such windows.
 port::NSWindowRef newOverlayCursorWindow(port::CGSize size);
+// Main thread: `*window` (made for the image's size on first use) shows `image` at `alpha`.
+void overlayWindow_setImage(port::NSWindowRef* window, port::NSImageRef image, double alpha);
+// Main thread: puts the window's origin at (x, y - 15) and orders it front, unless a hide
+// was asked for (`*hideCounter` non-zero) since the last show.
+void overlayWindow_showAt(port::NSWindowRef window, int32_t* hideCounter, double x, double y);
 
 struct VAcursorStatics {
   port::NSWindowRef sOverlayWindow = nullptr;

@@ -163,6 +163,15 @@ void VAevent::handleVAEvent(int kind) {
   }
 }
 
+CGEventRef event_releaseAwayFromPage(NSEventRef event, CGEventRef cgEvent) {
+  CGEventType type = event ? platform().cocoa->type(event) : kCGEventNull;
+  bool release = type == kCGEventNull || type == kCGEventLeftMouseUp ||
+                 type == kCGEventRightMouseUp || type == kCGEventOtherMouseUp;
+  if (!release) return nullptr;
+  if (cgEvent) platform().quartz->setLocation(cgEvent, CGPoint{1.0, 1.0});
+  return cgEvent;
+}
+
 void event_ignoreCoastStopEventsForDelay(double seconds) {
   s.sCoastStopEventsIgnoredUntil = utils_now() + seconds;
 }

@@ -31,6 +31,10 @@ port::CGEventRef handleMDown_event_cgEvent(port::NSEventRef event, port::CGEvent
 port::CGEventRef handleMDragged_event_cgEvent(port::NSEventRef event, port::CGEventRef cgEvent);
 port::CGEventRef handleMUp_event_cgEvent(port::NSEventRef event, port::CGEventRef cgEvent);
 
+// What a mode's stop makes of the event that ended it: a button release goes on moved to
+// (1, 1), so it still reaches the system but not the page under the pointer; anything
+// else is swallowed (null).
+port::CGEventRef event_releaseAwayFromPage(port::NSEventRef event, port::CGEventRef cgEvent);
 // Swallows every tapped event for the next `seconds` (after a grab launches a coast, so the
 // release's stray events do not stop it at once).
 void event_ignoreCoastStopEventsForDelay(double seconds);

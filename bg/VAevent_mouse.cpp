@@ -279,9 +279,7 @@ CGEventRef handleMUp_event_cgEvent(NSEventRef event, CGEventRef cgEvent) {
       CGPoint press = s.slastMDownPointForGrabButton;
       if (vectorClickPositionAllows(press)) {
         vectorStart_point(press.x, press.y);
-        // The release still reaches the system, but away from the page.
-        platform().quartz->setLocation(cgEvent, CGPoint{1.0, 1.0});
-        return cgEvent;
+        return event_releaseAwayFromPage(event, cgEvent);
       }
     }
     if (state_doingGrabWHotKeyAndButton()) {

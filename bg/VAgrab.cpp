@@ -35,11 +35,6 @@ double wholePixels(double& accum, double amount) {
   return std::floor(-t);
 }
 
-bool isButtonUpType(CGEventType type) {
-  return type == kCGEventNull || type == kCGEventLeftMouseUp || type == kCGEventRightMouseUp ||
-         type == kCGEventOtherMouseUp;
-}
-
 void decideAxes() {
   float across = s.sDistanceX * s.sDistanceX;
   if (across == 0) return;
@@ -198,11 +193,7 @@ CGEventRef grabStop_event_cgEvent(NSEventRef event, CGEventRef cgEvent) {
   } else if (state_doingGrabWScrollKey()) {
     cursor_showOpenHand();
   }
-  CGEventType type = event ? platform().cocoa->type(event) : kCGEventNull;
-  if (!isButtonUpType(type)) return nullptr;
-  // The release still reaches the system, but away from the page.
-  if (cgEvent) quartz.setLocation(cgEvent, CGPoint{1.0, 1.0});
-  return cgEvent;
+  return event_releaseAwayFromPage(event, cgEvent);
 }
 
 // Walks back over the movements of about the last 0.1 s. A gap in them, or a pointer that

@@ -6,6 +6,7 @@
 
 #include "Commonprefs.h"
 #include "VAcursor.h"
+#include "VAevent.h"
 #include "VAscroll.h"
 #include "VAstate.h"
 #include "VAutils.h"
@@ -28,11 +29,6 @@ double axisSpeed(double distance, double radius, double hoverFasterFloor) {
   double speed = std::pow(b, (static_cast<double>(0.4f) + b) * 5.0);
   if (state_hoverFaster()) speed = std::max(speed, hoverFasterFloor);
   return distance < 0 ? -speed : speed;
-}
-
-bool isButtonUpType(CGEventType type) {
-  return type == kCGEventNull || type == kCGEventLeftMouseUp || type == kCGEventRightMouseUp ||
-         type == kCGEventOtherMouseUp;
 }
 }  // namespace
 
@@ -105,11 +101,7 @@ CGEventRef vectorStop_event_cgEvent(NSEventRef event, CGEventRef cgEvent) {
   state_setDoingVector(false);
   stop_vectortimer();
   if (!cgEvent) return nullptr;
-  CGEventType type = event ? platform().cocoa->type(event) : kCGEventNull;
-  if (!isButtonUpType(type)) return nullptr;
-  // The release still reaches the system, but away from the page.
-  platform().quartz->setLocation(cgEvent, CGPoint{1.0, 1.0});
-  return cgEvent;
+  return event_releaseAwayFromPage(event, cgEvent);
 }
 
 void vectorAnchor_showAt(double x, double y) {
@@ -134,23 +126,12 @@ void vectorAnchor_showAt(double x, double y) {
 }
 
 void overlay_setImage(NSImageRef image) {
-  OverlayWindows& windows = *platform().overlayWindows;
-  if (!s.sOverlayWindow) {
-    s.sOverlayWindow = newOverlayCursorWindow(windows.imageSize(image));
-    if (!s.sOverlayWindow) return;
-  }
-  windows.setAlphaValue(s.sOverlayWindow, kAnchorAlpha);
-  windows.setContentImage(s.sOverlayWindow, image);
+  overlayWindow_setImage(&s.sOverlayWindow, image, kAnchorAlpha);
 }
 
 // The image's origin lands at (anchor x - 13, anchor y - 11), centred under the anchor.
 void overlay_showAtPoint(double x, double y) {
-  if (std::atomic_ref<int32_t>(s.sHideOverlayWindow).fetch_add(0) != 0 || !s.sOverlayWindow) {
-    return;
-  }
-  OverlayWindows& windows = *platform().overlayWindows;
-  windows.setFrameOrigin(s.sOverlayWindow, CGPoint{x, y - 15});
-  windows.orderFront(s.sOverlayWindow);
+  overlayWindow_showAt(s.sOverlayWindow, &s.sHideOverlayWindow, x, y);
 }
 
 void vectorAnchor_hide() {
