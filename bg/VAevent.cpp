@@ -4,6 +4,7 @@
 #include "VAcursor.h"
 #include "VAevent_wheel.h"
 #include "VAgrab.h"
+#include "VAhover.h"
 #include "VAremote.h"
 #include "VAscroll.h"
 #include "VAstate.h"
@@ -128,7 +129,7 @@ void VAevent::handleVAEvent(int kind) {
       s.sCoastEventsCancelledUntil = 0;
       break;
     case 11:
-      waitingCall(Waiting::stopHoverTimer);
+      stopHoverTimer();
       break;
     case 12:
       stopAllScrolling();
@@ -202,7 +203,7 @@ void stopAllScrolling() {
   cursor_backToNormalOScursor();
   if (state_doingGrab()) grabStop_event_cgEvent(nullptr, nullptr);
   if (state_doingVector()) vectorStop_event_cgEvent(nullptr, nullptr);
-  if (state_doingHover()) waitingCall(Waiting::setHoverLow);
+  if (state_doingHover()) setHoverLow(1.0);
   state_setDoingAutoScrollWurl(false);
   state_setDoingVectorWurl(false);
   state_setDoingGrabWToggle(false);
@@ -218,14 +219,14 @@ void stopAllScrolling() {
 void startAutoScroll() {
   stopAllScrolling();
   state_setDoingAutoScrollWurl(true);
-  waitingCall(Waiting::hover_startAutoScroll, kDirectionDown);
+  hover_startAutoScroll(kDirectionDown);
   bgDelegate::fadeZones(kDirectionDown);
 }
 
 void startAutoScrollUp() {
   stopAllScrolling();
   state_setDoingAutoScrollWurl(true);
-  waitingCall(Waiting::hover_startAutoScroll, kDirectionUp);
+  hover_startAutoScroll(kDirectionUp);
   bgDelegate::fadeZones(kDirectionUp);
 }
 

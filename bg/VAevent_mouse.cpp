@@ -6,10 +6,12 @@
 #include "VAcursor.h"
 #include "VAevent.h"
 #include "VAgrab.h"
+#include "VAhover.h"
 #include "VAremote.h"
 #include "VAstate.h"
 #include "VAutils.h"
 #include "VAvector.h"
+#include "acc/blockAtomic.h"
 #include "bgDelegate.h"
 #include "platform/api/platform.h"
 #include "waitingCalls.h"
@@ -118,7 +120,16 @@ CGEventRef handleMDown_event_cgEvent(NSEventRef event, CGEventRef cgEvent) {
   if (s.sLastMDownTime < s.sSuppressDelayMdownTime) return repostedPress(event, cgEvent, click);
 
   waitingCall(Waiting::stopScrollKeysRepeat);
-  waitingCall(Waiting::hover_willEventStopHover);  // no hover runs yet, so none stops
+  if (hover_willEventStopHover()) {
+    // A press on a zone begins dragging it: the agent's window must take the drag.
+    if (hover_isPoint_inZoneWithMargin(0, click.x, click.y)) {
+      s.sIsLastMdownInHoverZone = 1;
+      dispatchMainWithAutoreleasePool(
+          [] { platform().application->activateIgnoringOtherApps(true); });
+      return cgEvent;
+    }
+    return nullptr;
+  }
 
   uint64_t flags = cocoa.modifierFlags(event);
   int64_t button = s.sLastMdownButton;
@@ -288,6 +299,6 @@ CGEventRef handleMUp_event_cgEvent(NSEventRef event, CGEventRef cgEvent) {
     }
   }
   waitingCall(Waiting::stopScrollKeysRepeat);
-  waitingCall(Waiting::hover_willEventStopHover);
+  hover_willEventStopHover();
   return result;
 }

@@ -2,6 +2,7 @@
 // running system reports them, repost mode behind the agent's momentum, phases, whether
 // the event comes from a multi-touch surface, and which shaping handler takes it.
 #include "VAevent_wheel.h"
+#include "VAhover.h"
 
 #include "Commonprefs.h"
 #include "VAevent.h"
@@ -132,8 +133,8 @@ CGEventRef handleWheel_event_cgEvent_overlayWindow(NSEventRef event, CGEventRef 
   bgDelegate::runTimerOnMain();
   waitingCall(Waiting::stopScrollKeysRepeat);
   state_setDoingGrabWScrollKey(false);
-  // Until hover scrolling exists no wheel event ends it.
-  waitingCall(Waiting::hover_willEventStopHover);
+  // The wheel event that ends hover scrolling goes no further.
+  if (hover_willEventStopHover()) return nullptr;
 
   uint64_t flags = cocoa.modifierFlags(event);
   if (flags & prefs_wheelDisablingMods()) return cgEvent;

@@ -3,6 +3,7 @@
 #include "Commonprefs.h"
 #include "VAevent.h"
 #include "VAgrab.h"
+#include "VAhover.h"
 #include "VAremote.h"
 #include "VAstate.h"
 #include "VAtapMgr.h"
@@ -79,7 +80,7 @@ void bgDelegate::applicationDidFinishLaunching() {
     return;
   }
   s.preferences.startPrefs();
-  waitingCall(Waiting::hover_initPrefs);
+  hover_initPrefs();
   event_initPrefs();
   grab_initPrefs();
   vector_initPrefs();

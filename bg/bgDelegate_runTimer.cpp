@@ -5,6 +5,7 @@
 
 #include "Commonprefs.h"
 #include "VAevent.h"
+#include "VAhover.h"
 #include "VAstate.h"
 #include "VAtapMgr.h"
 #include "VAutils.h"
@@ -157,13 +158,13 @@ void bgDelegate::runTimer() {
       state_forceZonesVisible(forced);
       if (forced && !state_doingHover() && !state_doingAutoScroll()) hide = 0;
     }
-    waitingCall(Waiting::hover_hideZones, hide);
-    waitingCall(Waiting::hover_updateRects);
+    hover_hideZones(hide);
+    hover_updateRects(&s.bars);
   } else {
     s.sCursorPid = 0;
     int32_t front = platform().workspace->frontProcessPid();
     if (!prefs_singlePrefsOrAllVisibleUseSame()) prefs_switchToPrefsForPid(front);
-    waitingCall(Waiting::hover_hideZones, 1);
+    hover_hideZones(true);
   }
 
   BidRef bid = state_currentAppBid();

@@ -4,6 +4,7 @@
 #include "VAcursor.h"
 #include "VAevent.h"
 #include "VAgrab.h"
+#include "VAhover.h"
 #include "VAremote.h"
 #include "VAscroll.h"
 #include "VAstate.h"
@@ -21,6 +22,7 @@ void agent_resetModules() {
   VAtapMgr_reset();
   VAevent_reset();
   VAgrab_reset();
+  VAhover_reset();
   VAvector_reset();
   VAcursor_reset();
   VAremote_reset();

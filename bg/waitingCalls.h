@@ -13,13 +13,6 @@
 // live in, from the project's root.
 // clang-format off
 #define VARSEL_WAITING_CALLS(X)                                                            \
-  X(hover_initPrefs, "hover_initPrefs", "bg/VAhover.cpp")                                  \
-  X(hover_hideZones, "hover_hideZones", "bg/VAhover.cpp")                                  \
-  X(hover_updateRects, "hover_updateRects", "bg/VAhover.cpp")                              \
-  X(hover_willEventStopHover, "hover_willEventStopHover", "bg/VAhover.cpp")                \
-  X(hover_startAutoScroll, "hover_startAutoScroll", "bg/VAhover.cpp")                      \
-  X(stopHoverTimer, "stopHoverTimer", "bg/VAhover.cpp")                                    \
-  X(setHoverLow, "setHoverLow", "bg/VAhover.cpp")                                          \
   X(zonesWcontroller_fadeZones, "fadeZones:", "bg/VAshow.cpp")                             \
   X(zonesWcontroller_showActiveZones, "showActiveZones:", "bg/VAshow.cpp")                 \
   X(zonesWcontroller_zoneRects, "upZoneRect, downZoneRect", "bg/VAshow.cpp")               \

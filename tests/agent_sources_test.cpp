@@ -17,11 +17,11 @@ namespace {
 namespace fs = std::filesystem;
 
 const std::set<std::string> kStandardHeaders = {
-    "algorithm", "array",   "atomic",      "cctype",      "cmath",         "cstddef",
-    "cstdint",   "cstdio",  "cstdlib",     "cstring",     "functional",    "initializer_list",
-    "limits",    "map",     "memory",      "mutex",       "new",           "optional",
-    "set",       "string",  "string_view", "type_traits", "unordered_map", "unordered_set",
-    "utility",   "variant", "vector"};
+    "algorithm",     "array",   "atomic",  "cctype",      "cmath",       "cstddef",
+    "cstdint",       "cstdio",  "cstdlib", "cstring",     "functional",  "initializer_list",
+    "limits",        "map",     "memory",  "mutex",       "new",         "numbers",
+    "optional",      "set",     "string",  "string_view", "type_traits", "unordered_map",
+    "unordered_set", "utility", "variant", "vector"};
 
 // The opening bracket and the header named by an include line; empty for other lines.
 std::pair<char, std::string> includedHeader(const std::string& line) {

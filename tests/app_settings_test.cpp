@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <tuple>
 
+#include "VAhover.h"
 #include "agent_session.h"
 #include "settings_session.h"
 #include "waitingCalls.h"
@@ -221,16 +222,17 @@ TEST_F(AppSettingsTest, GettersReadTheBlockOfTheCurrentDevice) {
 
 TEST(AppSettingsAgentTest, FillWithHoverAndAutoscrollOffStopsTheHoverTimer) {
   AgentSession agent;
-  // Stops so far: VA event 11 stops the timer, on the event thread.
-  const std::pair<const char*, uint32_t> cases[] = {{"hoverOn=1 autoScrollOn=0", 0},
-                                                    {"hoverOn=0 autoScrollOn=1", 0},
-                                                    {"hoverOn=0 autoScrollOn=0", 1}};
+  // VA event 11 stops the timer, on the event thread.
+  const std::pair<const char*, bool> cases[] = {{"hoverOn=1 autoScrollOn=0", false},
+                                                {"hoverOn=0 autoScrollOn=1", false},
+                                                {"hoverOn=0 autoScrollOn=0", true}};
   for (auto [set, stops] : cases) {
+    startHoverTimer();
     agent.session().preferences().setAppValue(
         "appList", PlistValue(PlistArray{element({}, numbers(set))}), kPrefsDomain);
     bgprefs().readPrefs();
-    agent.runUntil(agent.session().elapsed() + 1);
-    EXPECT_EQ(waitingCallCount(Waiting::stopHoverTimer), stops) << set;
+    agent.runUntil(agent.session().elapsed() + 0.01);
+    EXPECT_EQ(VAhover_statics().hoverTimer == nullptr, stops) << set;
   }
 }
 

@@ -4,6 +4,7 @@
 
 #include "VAevent.h"
 #include "VAgrab.h"
+#include "VAhover.h"
 #include "VAremote.h"
 #include "VAstate.h"
 #include "VAtapMgr.h"
@@ -221,9 +222,7 @@ TEST_F(DispatcherTest, EachVAEventDoesItsOwnWorkAndKindsWithoutWorkNone) {
     int first, last;
     Waiting call;
     bool stopsModes;
-  } work[] = {{11, 11, Waiting::stopHoverTimer, false},
-              {17, 20, Waiting::keys_doAction, true},
-              {21, 24, Waiting::keys_doRepeat, false}};
+  } work[] = {{17, 20, Waiting::keys_doAction, true}, {21, 24, Waiting::keys_doRepeat, false}};
   for (const auto& w : work) {
     for (int kind = w.first; kind <= w.last; ++kind) {
       uint32_t calls = waitingCallCount(w.call);
@@ -274,9 +273,10 @@ TEST_F(DispatcherTest, StopAllScrollingEndsEveryModeButACoastAndEachStarterThenB
                s.sInterceptNextKeypress || event.sIsLastMdownInHoverZone);
   EXPECT_TRUE(s.sDoingCoast);
   EXPECT_FALSE(s.sDoingGrab || s.sDoingVector);
-  // The hover mode and the keys are told to stop.
-  for (Waiting stop :
-       {Waiting::resetScrollKeysState, Waiting::stopScrollKeysRepeat, Waiting::setHoverLow}) {
+  // Hover scrolling ends with its timer back at a second; the keys are told to stop.
+  EXPECT_FALSE(s.sDoingHover);
+  EXPECT_EQ(VAhover_statics().hoverTimerFreq, 1.0);
+  for (Waiting stop : {Waiting::resetScrollKeysState, Waiting::stopScrollKeysRepeat}) {
     EXPECT_EQ(waitingCallCount(stop), 1u) << kWaitingCalls[static_cast<int>(stop)].callee;
   }
 
@@ -292,15 +292,12 @@ TEST_F(DispatcherTest, StopAllScrollingEndsEveryModeButACoastAndEachStarterThenB
                   {16, s.sDoingVectorWurl, s.sDoingVector, 0}};
   for (const auto& c : starters) {
     state_setDoingGrabWToggle(true);
-    uint32_t autoscrolls = waitingCallCount(Waiting::hover_startAutoScroll);
     bgDelegate::postVAEvent(c.kind);
     agent.runUntil(agent.session().elapsed() + 0.001);
     EXPECT_TRUE(c.flag && c.running) << c.kind;
     EXPECT_FALSE(state_doingGrabWToggle()) << c.kind;
-    EXPECT_EQ(waitingCallCount(Waiting::hover_startAutoScroll), autoscrolls + (c.direction != 0));
     // The zones fade the way autoscroll goes: there is a bar up in the window.
     if (c.direction) {
-      EXPECT_EQ(waitingCallArgument(Waiting::hover_startAutoScroll), c.direction);
       EXPECT_EQ(waitingCallArgument(Waiting::zonesWcontroller_fadeZones), c.direction);
     }
     // The grab's hand shows while the grab runs; the next starter takes it away.

@@ -53,6 +53,7 @@ class RunLoops {
                                         CFRunLoopTimerCallBack callout, void* info) = 0;
   virtual void timerSetNextFireDate(CFRunLoopTimerRef timer, CFAbsoluteTime fireDate) = 0;
   virtual CFAbsoluteTime timerGetNextFireDate(CFRunLoopTimerRef timer) = 0;
+  virtual CFTimeInterval timerGetInterval(CFRunLoopTimerRef timer) = 0;
   virtual void timerInvalidate(CFRunLoopTimerRef timer) = 0;
   virtual bool timerIsValid(CFRunLoopTimerRef timer) = 0;
 };

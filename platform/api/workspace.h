@@ -43,6 +43,7 @@ class Application {
   // NSApplicationMain: runs the application, whose delegate is told once launching is done.
   virtual void run(void (*applicationDidFinishLaunching)()) = 0;
   virtual void terminate() = 0;  // -[NSApplication terminate:] with a nil sender
+  virtual void activateIgnoringOtherApps(bool flag) = 0;
   virtual int32_t processIdentifier() = 0;
   virtual uint32_t userId() = 0;
   virtual std::string bundleIdentifier() = 0;  // of the main bundle

@@ -98,6 +98,8 @@ class VirtualSession {
   // The agent asked to terminate and its main thread has handled the request.
   bool terminated() const { return scheduler_.stopped(); }
   bool terminationRequested() const { return terminationRequested_; }
+  // How often the agent made itself the active application.
+  int activations() const { return activations_; }
 
  private:
   class AppPort final : public port::Application {
@@ -105,6 +107,7 @@ class VirtualSession {
     explicit AppPort(VirtualSession& s) : s_(s) {}
     void run(void (*applicationDidFinishLaunching)()) override;
     void terminate() override;
+    void activateIgnoringOtherApps(bool) override { ++s_.activations_; }
     int32_t processIdentifier() override { return s_.config_.agentPid; }
     uint32_t userId() override { return s_.config_.userId; }
     std::string bundleIdentifier() override { return kAgentBundleIdentifier; }
@@ -155,6 +158,7 @@ class VirtualSession {
   port::Platform platform_;
   std::vector<std::string> logLines_;
   bool terminationRequested_ = false;
+  int activations_ = 0;
 };
 
 }  // namespace vsession

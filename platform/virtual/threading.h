@@ -76,6 +76,9 @@ class Threading final : public port::Clock,
                                       port::CFRunLoopTimerCallBack callout, void* info) override;
   void timerSetNextFireDate(port::CFRunLoopTimerRef timer, port::CFAbsoluteTime fireDate) override;
   port::CFAbsoluteTime timerGetNextFireDate(port::CFRunLoopTimerRef timer) override;
+  port::CFTimeInterval timerGetInterval(port::CFRunLoopTimerRef timer) override {
+    return timer ? timer->interval : 0;
+  }
   void timerInvalidate(port::CFRunLoopTimerRef timer) override;
   bool timerIsValid(port::CFRunLoopTimerRef timer) override;
 
