@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "Commonprefs.h"
+#include "Commonprefs_offsets.h"
 #include "VAevent.h"
 #include "VAhover.h"
 #include "VAstate.h"
@@ -142,7 +143,7 @@ void bgDelegate::runTimer() {
       state_setCanHoverCurFrontWindow(!prefs_hoverActiveOnly() || VAux::isCurrentWindowFrontMost());
       if (s.sCursorPid > 0) {
         VAux::updateBars_andWindowRect(&s.bars, &windowRect);
-        waitingCall(Waiting::prefs_switchToOfstsForBars_pid);
+        prefs_switchToOfstsForBars_pid(&s.bars, s.sCursorPid);
       }
       state_setHaveCurWindow_rect(s.sCursorPid > 0, windowRect);
     }

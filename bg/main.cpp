@@ -1,6 +1,7 @@
 #include "main.h"
 
 #include "Commonprefs.h"
+#include "Commonprefs_offsets.h"
 #include "VAcursor.h"
 #include "VAevent.h"
 #include "VAgrab.h"
@@ -32,6 +33,7 @@ void agent_resetModules() {
   VAux_reset();
   bgprefs_reset();
   Commonprefs_reset();
+  Offsets_reset();
   waitingCalls_reset();
 }
 

@@ -25,8 +25,6 @@
   X(handleKeyUpDown_event_cgEvent, "handleKeyUpDown_event_cgEvent", "bg/VAevent_keys.cpp") \
   X(is_keypressSince_orOtherModDownInMods_thanMod_isDownPtr,                               \
     "is_keypressSince_orOtherModDownInMods_thanMod_isDownPtr", "bg/VAevent_keys.cpp")      \
-  X(prefs_switchToOfstsForBars_pid, "prefs_switchToOfstsForBars_pid",                      \
-    "bg/Commonprefs_offsets.cpp")                                                          \
   X(handleURLEvent_withReplyEvent, "handleURLEvent:withReplyEvent:", "bg/bgDelegate_url.cpp") \
   X(install_start, "start", "bg/VAinstall.cpp")                                            \
   X(checkNeedToRemovePrevVersion, "checkNeedToRemovePrevVersion", "bg/VAinstall.cpp")      \

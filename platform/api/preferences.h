@@ -104,9 +104,11 @@ class Files {
   // FSFindFolder in the user domain without creating the folder, as a POSIX path.
   virtual std::optional<std::string> findFolder(uint32_t folderType) = 0;
   virtual bool fileExists(const std::string& path) = 0;
+  virtual bool isDirectory(const std::string& path) = 0;
   virtual std::optional<std::vector<uint8_t>> readFile(const std::string& path) = 0;
   virtual bool writeFileAtomically(const std::string& path, const std::vector<uint8_t>& bytes) = 0;
-  virtual bool createDirectory(const std::string& path) = 0;
+  // With intermediate directories; on failure `error` describes why.
+  virtual bool createDirectory(const std::string& path, std::string* error) = 0;
   virtual bool removeItem(const std::string& path) = 0;
   virtual std::vector<std::string> contentsOfDirectory(const std::string& path) = 0;
 };

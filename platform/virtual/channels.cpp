@@ -83,4 +83,24 @@ bool VirtualURLEvents::open(const std::string& url) {
   return true;
 }
 
+void VirtualUserNotifications::deliverNotification(const std::string& title,
+                                                   const std::string& text,
+                                                   const std::string& actionURL) {
+  trace_.add(scheduler_.now(), "notify", {{"title", title}, {"text", text}, {"info", actionURL}});
+}
+
+int VirtualUserNotifications::runAlert(const std::string& message, const std::string& information,
+                                       const std::vector<std::string>& buttons) {
+  trace_.add(scheduler_.now(), "dialog",
+             {{"title", message}, {"text", information}, {"buttons", buttons}, {"shown", true}});
+  trace_.add(scheduler_.now(), "dialog",
+             {{"title", message}, {"text", information}, {"buttons", buttons}, {"shown", false}});
+  return 0;
+}
+
+bool VirtualUserNotifications::openURL(const std::string& url) {
+  trace_.add(scheduler_.now(), "open", {{"url", url}});
+  return true;
+}
+
 }  // namespace vsession

@@ -11,8 +11,10 @@
 #include <vector>
 
 #include "platform/api/channels.h"
+#include "platform/api/update_fetch.h"
 #include "scheduler.h"
 #include "threading.h"
+#include "trace.h"
 
 namespace port {
 
@@ -94,6 +96,23 @@ class VirtualURLEvents final : public port::URLEvents {
   Scheduler& scheduler_;
   void* handler_ = nullptr;
   port::URLEventCallBack callback_ = nullptr;
+};
+
+// User notifications, alerts and URL opens. An alert is answered at once with its first
+// button, as a user who reads it and presses the default would.
+class VirtualUserNotifications final : public port::UserNotifications {
+ public:
+  VirtualUserNotifications(Scheduler& scheduler, Trace& trace)
+      : scheduler_(scheduler), trace_(trace) {}
+  void deliverNotification(const std::string& title, const std::string& text,
+                           const std::string& actionURL) override;
+  int runAlert(const std::string& message, const std::string& information,
+               const std::vector<std::string>& buttons) override;
+  bool openURL(const std::string& url) override;
+
+ private:
+  Scheduler& scheduler_;
+  Trace& trace_;
 };
 
 }  // namespace vsession

@@ -80,6 +80,7 @@ VirtualSession::VirtualSession(const SessionConfig& config)
   platform_.notifications = &notifications_;
   platform_.messagePorts = &messagePorts_;
   platform_.urlEvents = &urlEvents_;
+  platform_.userNotifications = &userNotifications_;
 
   // Every message the agent posts for the pane, whether a pane listens or not.
   notifications_.listen("com.tarnwick.v4bf", [this](const port::PlistDict& info) {

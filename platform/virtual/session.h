@@ -151,6 +151,7 @@ class VirtualSession {
   VirtualNotifications notifications_{scheduler_};
   VirtualMessagePorts messagePorts_;
   VirtualURLEvents urlEvents_{scheduler_};
+  VirtualUserNotifications userNotifications_{scheduler_, trace_};
   AppPort app_{*this};
   VirtualOverlayWindows overlayWindows_{trace_, scheduler_, app_.resourcePath(),
                                         config_.resourcesFolder};

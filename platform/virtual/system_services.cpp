@@ -155,10 +155,17 @@ bool VirtualFiles::writeFileAtomically(const std::string& path, const std::vecto
   return writeWholeFile(path, bytes);
 }
 
-bool VirtualFiles::createDirectory(const std::string& path) {
+bool VirtualFiles::isDirectory(const std::string& path) {
   std::error_code error;
-  fs::create_directories(path, error);
-  return !error;
+  return fs::is_directory(path, error);
+}
+
+bool VirtualFiles::createDirectory(const std::string& path, std::string* error) {
+  std::error_code failure;
+  fs::create_directories(path, failure);
+  if (!failure && fs::is_directory(path, failure)) return true;
+  if (error) *error = failure ? failure.message() : "File exists";
+  return false;
 }
 
 bool VirtualFiles::removeItem(const std::string& path) {

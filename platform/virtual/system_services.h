@@ -57,9 +57,10 @@ class VirtualFiles final : public port::Files {
   std::string libraryDirectory() override { return (home_ / "Library").string(); }
   std::optional<std::string> findFolder(uint32_t folderType) override;
   bool fileExists(const std::string& path) override;
+  bool isDirectory(const std::string& path) override;
   std::optional<std::vector<uint8_t>> readFile(const std::string& path) override;
   bool writeFileAtomically(const std::string& path, const std::vector<uint8_t>& bytes) override;
-  bool createDirectory(const std::string& path) override;
+  bool createDirectory(const std::string& path, std::string* error) override;
   bool removeItem(const std::string& path) override;
   std::vector<std::string> contentsOfDirectory(const std::string& path) override;
 
