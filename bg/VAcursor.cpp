@@ -44,7 +44,7 @@ void VAcursor_reset() {
 
 NSWindowRef newOverlayCursorWindow(CGSize size) {
   OverlayWindows& windows = *platform().overlayWindows;
-  NSWindowRef window = windows.createBorderlessWindow(CGRect{{0, 0}, size});
+  NSWindowRef window = windows.createBorderlessWindow(CGRect{{0, 0}, size}, false);
   if (!window) {
     platform().systemLog->log("Could not create cursor.");
     return nullptr;

@@ -5,6 +5,7 @@
 #include <numbers>
 
 #include "Commonprefs.h"
+#include "Commonprefs_offsets.h"
 #include "VAscroll.h"
 #include "VAstate.h"
 #include "acc/blockAtomic.h"
@@ -312,6 +313,17 @@ bool hover_willEventStopHover() {
   if (!hover_isPoint_inZoneWithMargin(0, p.x, p.y)) return true;
   s.sPauseHoverUntilOutOfZone = true;
   return std::fabs(s.sHoverSpeedY) >= kStopsHoverAt;
+}
+
+void hover_draggedWindow_direction_pid(NSWindowRef window, int32_t dir, int32_t pid) {
+  state_setDraggingHoverZone(false);
+  CGRect frame = platform().overlayWindows->frame(window);
+  if (dir == kDirectionDown) {
+    s.sDownOfst = static_cast<int32_t>(frame.origin.y) - s.sCurDownRect.bottom;
+  } else {
+    s.sUpOfst = s.sCurUpRect.top - static_cast<int32_t>(frame.origin.y + frame.size.height);
+  }
+  prefs_saveUpOfst_downOfst_pid(s.sUpOfst, s.sDownOfst, pid);
 }
 
 void hover_setUpOfst_down(int32_t up, int32_t down) {

@@ -9,6 +9,7 @@
 #include "VAutils.h"
 #include "VAux.h"
 #include "bgprefs.h"
+#include "platform/api/overlay_windows.h"
 #include "platform/api/run_loop.h"
 
 void hover_initPrefs();
@@ -37,6 +38,9 @@ void hover_startAutoScroll(int32_t dir);
 // it pauses hover until the cursor leaves, and ends it only at a real speed.
 bool hover_willEventStopHover();
 void hover_setUpOfst_down(int32_t up, int32_t down);
+// A zone window of `dir` was dropped: its frame becomes the zone's offset, saved for `pid`'s
+// application.
+void hover_draggedWindow_direction_pid(port::NSWindowRef window, int32_t dir, int32_t pid);
 void hover_setLastSpeedTweakWnum(int32_t windowNumber);
 
 struct PanMovement {

@@ -5,6 +5,7 @@
 #include "VAgrab.h"
 #include "VAhover.h"
 #include "VAremote.h"
+#include "VAshow.h"
 #include "VAstate.h"
 #include "VAtapMgr.h"
 #include "VAutils.h"
@@ -214,8 +215,26 @@ void bgDelegate::stoppedCoasting() {}
 
 // Without a bar up there is nothing to scroll towards the top: the zones fade out.
 void bgDelegate::fadeZones(int how) {
-  waitingCall(Waiting::zonesWcontroller_fadeZones, s.bars.up.found ? how : 0);
-  waitingCall(Waiting::zonesWcontroller_showActiveZones);
+  VAshow::fadeZones(s.bars.up.found ? how : 0);
+  VAshow::showActiveZones(&s.bars);
+}
+
+void bgDelegate::makeZonesClickable(bool clickable) {
+  VAshow::makeZonesClickable(clickable);
+}
+
+// A zone window was dropped: the zones hide, and the application under the pointer keeps the
+// zone where the user put it.
+void bgDelegate::draggedWindow(NSWindowRef window) {
+  VAshow::hideZones();
+  dispatchMainWithAutoreleasePool([window] {
+    IRect rect;
+    int32_t pid =
+        VAux::updateAppUnderCursor_centered_wRect(platform().cocoa->mouseLocation(), false, &rect);
+    if (pid != 0 && pid != platform().application->processIdentifier()) {
+      hover_draggedWindow_direction_pid(window, VAshow_getDirectionForWindow(window), pid);
+    }
+  });
 }
 
 void bgDelegate::periodicCk() {

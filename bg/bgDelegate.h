@@ -12,6 +12,7 @@
 #include "bgprefs.h"
 #include "platform/api/channels.h"
 #include "platform/api/events.h"
+#include "platform/api/overlay_windows.h"
 #include "platform/api/preferences.h"
 
 class VAtapMgr;
@@ -64,6 +65,9 @@ class bgDelegate {
   // The zone windows fade as `how` says (1 and 2: the way autoscroll goes) and show the
   // zones of the bars found.
   static void fadeZones(int how);
+  static void makeZonesClickable(bool clickable);
+  // A zone window was dragged to a new place (main thread).
+  static void draggedWindow(port::NSWindowRef window);
   // Whenever the user closes a menu: checks where the agent's bundle now lies.
   static void periodicCk();
 };

@@ -7,6 +7,7 @@
 #include "Commonprefs_offsets.h"
 #include "VAevent.h"
 #include "VAhover.h"
+#include "VAshow.h"
 #include "VAstate.h"
 #include "VAtapMgr.h"
 #include "VAutils.h"
@@ -147,12 +148,11 @@ void bgDelegate::runTimer() {
       }
       state_setHaveCurWindow_rect(s.sCursorPid > 0, windowRect);
     }
-    // Zones forced visible by holding the hover modifier near them; until the zones and the
-    // key triggers exist nothing can force them.
+    // Zones forced visible by holding the hover modifier near them; until the key triggers
+    // exist, which tell whether it is held alone, nothing can force them.
     bool forced = false;
     if (prefs_bgprefs()->hoverModOn) {
       waitingCall(Waiting::is_keypressSince_orOtherModDownInMods_thanMod_isDownPtr);
-      waitingCall(Waiting::zonesWcontroller_zoneRects);
     }
     int hide = 1;
     if (state_canHoverCurFrontWindow()) {
@@ -176,7 +176,7 @@ void bgDelegate::runTimer() {
   s.eventThreadBars = s.bars;
   threads.unlock(s.eventThreadBarsLock);
 
-  if (prefs_hoverEngineOn()) waitingCall(Waiting::zonesWcontroller_showActiveZones);
+  if (prefs_hoverEngineOn()) VAshow::showActiveZones(&s.bars);
   if (t - s.lastScheduleUpdateCheck > kUpdateCheckScheduleInterval) {
     s.lastScheduleUpdateCheck = t;
     dispatchMainWithAutoreleasePool([] { waitingCall(Waiting::prefs_scheduleUpdateCheck); });

@@ -8,6 +8,7 @@
 #include "VAhover.h"
 #include "VAremote.h"
 #include "VAscroll.h"
+#include "VAshow.h"
 #include "VAstate.h"
 #include "VAtapMgr.h"
 #include "VAutils.h"
@@ -24,6 +25,7 @@ void agent_resetModules() {
   VAevent_reset();
   VAgrab_reset();
   VAhover_reset();
+  VAshow_reset();
   VAvector_reset();
   VAcursor_reset();
   VAremote_reset();

@@ -13,9 +13,6 @@
 // live in, from the project's root.
 // clang-format off
 #define VARSEL_WAITING_CALLS(X)                                                            \
-  X(zonesWcontroller_fadeZones, "fadeZones:", "bg/VAshow.cpp")                             \
-  X(zonesWcontroller_showActiveZones, "showActiveZones:", "bg/VAshow.cpp")                 \
-  X(zonesWcontroller_zoneRects, "upZoneRect, downZoneRect", "bg/VAshow.cpp")               \
   X(keys_initPrefs, "keys_initPrefs", "bg/VAkeys.cpp")                                     \
   X(keys_doAction, "keys_doAction", "bg/VAkeys.cpp")                                       \
   X(keys_doRepeat, "keys_doRepeat", "bg/VAkeys.cpp")                                       \

@@ -285,32 +285,21 @@ TEST_F(DispatcherTest, StopAllScrollingEndsEveryModeButACoastAndEachStarterThenB
     int kind;
     const bool& flag;
     const bool& running;
-    int direction;
-  } starters[] = {{13, s.sDoingAutoScrollWurl, s.sDoingAutoScrollWurl, kDirectionDown},
-                  {14, s.sDoingAutoScrollWurl, s.sDoingAutoScrollWurl, kDirectionUp},
-                  {15, s.sDoingGrabWurl, s.sDoingGrab, 0},
-                  {16, s.sDoingVectorWurl, s.sDoingVector, 0}};
+  } starters[] = {{13, s.sDoingAutoScrollWurl, s.sDoingAutoScrollWurl},
+                  {14, s.sDoingAutoScrollWurl, s.sDoingAutoScrollWurl},
+                  {15, s.sDoingGrabWurl, s.sDoingGrab},
+                  {16, s.sDoingVectorWurl, s.sDoingVector}};
   for (const auto& c : starters) {
     state_setDoingGrabWToggle(true);
     bgDelegate::postVAEvent(c.kind);
     agent.runUntil(agent.session().elapsed() + 0.001);
     EXPECT_TRUE(c.flag && c.running) << c.kind;
     EXPECT_FALSE(state_doingGrabWToggle()) << c.kind;
-    // The zones fade the way autoscroll goes: there is a bar up in the window.
-    if (c.direction) {
-      EXPECT_EQ(waitingCallArgument(Waiting::zonesWcontroller_fadeZones), c.direction);
-    }
     // The grab's hand shows while the grab runs; the next starter takes it away.
     agent.runUntil(agent.session().elapsed() + 0.1);
     const port::OverlayWindow* hand = agent.session().overlayWindows().windowShowing("hand");
     EXPECT_EQ(hand && hand->visible, c.kind == 15) << c.kind;
   }
-  EXPECT_EQ(waitingCallCount(Waiting::zonesWcontroller_fadeZones), 2u);  // both autoscrolls
-  // With no bar up in the window the zones fade out, whichever way autoscroll goes.
-  delegate.bars.up.found = 0;
-  bgDelegate::postVAEvent(13);
-  agent.runUntil(agent.session().elapsed() + 0.001);
-  EXPECT_EQ(waitingCallArgument(Waiting::zonesWcontroller_fadeZones), 0);
 }
 
 }  // namespace

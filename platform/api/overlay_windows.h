@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <string>
 
+#include "events.h"
 #include "geometry.h"
 
 namespace port {
@@ -14,6 +15,18 @@ struct OverlayWindow;
 using NSWindowRef = OverlayWindow*;
 struct Image;
 using NSImageRef = Image*;
+
+// A view that fills its bounds and then strokes them in one calibrated colour.
+struct FilledViewStyle {
+  double red = 0, green = 0, blue = 0;
+  double fillAlpha = 0, strokeAlpha = 0, lineWidth = 0;
+};
+// A view's -mouseDown:, -mouseDragged: and -mouseUp:, handed the view's window and event.
+struct ViewMouseHandlers {
+  void (*down)(NSWindowRef window, NSEventRef event) = nullptr;
+  void (*dragged)(NSWindowRef window, NSEventRef event) = nullptr;
+  void (*up)(NSWindowRef window, NSEventRef event) = nullptr;
+};
 
 class OverlayWindows {
  public:
@@ -29,9 +42,11 @@ class OverlayWindows {
   virtual void releaseImage(NSImageRef image) = 0;
 
   // -[NSWindow initWithContentRect:styleMask:NSBorderlessWindowMask
-  // backing:NSBackingStoreBuffered defer:NO] of a window class that never becomes the key
+  // backing:NSBackingStoreBuffered defer:] of a window class that never becomes the key
   // or main window. Null when the window cannot be made. Cocoa global coordinates.
-  virtual NSWindowRef createBorderlessWindow(CGRect contentRect) = 0;
+  virtual NSWindowRef createBorderlessWindow(CGRect contentRect, bool defer) = 0;
+  // -setIdentifier:, naming the window for the user-interface tools that list windows.
+  virtual void setIdentifier(NSWindowRef window, const char* identifier) = 0;
   virtual void setOpaque(NSWindowRef window, bool opaque) = 0;
   // [NSColor colorWithCalibratedWhite:white alpha:alpha]
   virtual void setBackgroundColor(NSWindowRef window, double white, double alpha) = 0;
@@ -42,6 +57,25 @@ class OverlayWindows {
   virtual void setImageViewAsContentView(NSWindowRef window, CGRect frame) = 0;
   // The content image view's image (null shows nothing).
   virtual void setContentImage(NSWindowRef window, NSImageRef image) = 0;
+  // A filled view of this frame and autoresizing mask becomes the content view; its mouse
+  // events go to `handlers`.
+  virtual void setFilledViewAsContentView(NSWindowRef window, CGRect frame,
+                                          uint32_t autoresizingMask, const FilledViewStyle& style,
+                                          ViewMouseHandlers handlers) = 0;
+  // An NSImageView showing `image`, added to the content view.
+  virtual void addImageSubview(NSWindowRef window, CGRect frame, NSImageRef image,
+                               uint32_t autoresizingMask) = 0;
+  virtual CGRect imageSubviewFrame(NSWindowRef window) = 0;
+  virtual void setImageSubviewFrameOrigin(NSWindowRef window, CGPoint origin) = 0;
+  virtual CGRect contentViewBounds(NSWindowRef window) = 0;
+  virtual CGRect frame(NSWindowRef window) = 0;  // a zero rect for null
+  virtual void setFrame(NSWindowRef window, CGRect frame, bool display) = 0;
+  virtual double alphaValue(NSWindowRef window) = 0;
+  virtual bool isVisible(NSWindowRef window) = 0;
+  // -orderWindow:NSWindowAbove relativeTo:
+  virtual void orderWindowAbove(NSWindowRef window, int64_t windowNumber) = 0;
+  // -convertBaseToScreen: a point in the window's coordinates to Cocoa global ones.
+  virtual CGPoint convertBaseToScreen(NSWindowRef window, CGPoint point) = 0;
   virtual void setAlphaValue(NSWindowRef window, double alpha) = 0;
   virtual void setFrameOrigin(NSWindowRef window, CGPoint cocoaOrigin) = 0;
   virtual void orderFront(NSWindowRef window) = 0;

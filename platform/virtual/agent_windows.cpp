@@ -66,11 +66,88 @@ void VirtualOverlayWindows::releaseImage(NSImageRef image) {
   if (--image->references == 0) --liveImages_;
 }
 
-NSWindowRef VirtualOverlayWindows::createBorderlessWindow(CGRect contentRect) {
+NSWindowRef VirtualOverlayWindows::createBorderlessWindow(CGRect contentRect, bool) {
   OverlayWindow& w = windows_.emplace_back();
   w.id = static_cast<int64_t>(windows_.size());
   w.frame = contentRect;
   return &w;
+}
+
+void VirtualOverlayWindows::setIdentifier(NSWindowRef window, const char* identifier) {
+  if (window) window->identifier = identifier ? identifier : "";
+}
+
+void VirtualOverlayWindows::setFilledViewAsContentView(NSWindowRef window, CGRect, uint32_t,
+                                                       const FilledViewStyle& style,
+                                                       ViewMouseHandlers handlers) {
+  if (!window) return;
+  window->filledView = true;
+  window->style = style;
+  window->handlers = handlers;
+  changed(window);
+}
+
+void VirtualOverlayWindows::addImageSubview(NSWindowRef window, CGRect frame, NSImageRef image,
+                                            uint32_t) {
+  if (!window) return;
+  window->imageSubview = frame;
+  window->subviewImage = image;
+}
+
+CGRect VirtualOverlayWindows::imageSubviewFrame(NSWindowRef window) {
+  return window ? window->imageSubview : CGRect{};
+}
+
+void VirtualOverlayWindows::setImageSubviewFrameOrigin(NSWindowRef window, CGPoint origin) {
+  if (window) window->imageSubview.origin = origin;
+}
+
+CGRect VirtualOverlayWindows::contentViewBounds(NSWindowRef window) {
+  return window ? CGRect{{0, 0}, window->frame.size} : CGRect{};
+}
+
+CGRect VirtualOverlayWindows::frame(NSWindowRef window) {
+  return window ? window->frame : CGRect{};
+}
+
+void VirtualOverlayWindows::setFrame(NSWindowRef window, CGRect frame, bool) {
+  if (!window) return;
+  const CGRect& f = window->frame;
+  if (f.origin.x == frame.origin.x && f.origin.y == frame.origin.y &&
+      f.size.width == frame.size.width && f.size.height == frame.size.height) {
+    return;
+  }
+  window->frame = frame;
+  changed(window);
+}
+
+void VirtualOverlayWindows::orderWindowAbove(NSWindowRef window, int64_t windowNumber) {
+  if (!window) return;
+  window->orderedAbove = windowNumber;
+  orderFront(window);
+}
+
+CGPoint VirtualOverlayWindows::convertBaseToScreen(NSWindowRef window, CGPoint point) {
+  if (!window) return point;
+  return {window->frame.origin.x + point.x, window->frame.origin.y + point.y};
+}
+
+NSWindowRef VirtualOverlayWindows::windowTakingMouseAt(CGPoint p) {
+  for (OverlayWindow& w : windows_) {
+    const CGRect& f = w.frame;
+    if (w.visible && !w.ignoresMouseEvents && w.handlers.down && p.x >= f.origin.x &&
+        p.x < f.origin.x + f.size.width && p.y > f.origin.y && p.y <= f.origin.y + f.size.height) {
+      return &w;
+    }
+  }
+  return nullptr;
+}
+
+NSWindowRef VirtualOverlayWindows::windowNamed(const std::string& identifier) {
+  for (OverlayWindow& w : windows_) {
+    if (w.identifier == identifier) return &w;
+  }
+  return nullptr;
 }
 
 void VirtualOverlayWindows::changed(NSWindowRef window) {
@@ -126,15 +203,16 @@ void VirtualOverlayWindows::orderOut(NSWindowRef window) {
 }
 
 // A window with nothing to show yet has not appeared to the user: its first line comes with
-// its image.
+// its image or its view. A window the agent named is traced by its name.
 void VirtualOverlayWindows::traceChanges() {
   for (NSWindowRef w : changed_) {
     w->changed = false;
-    if (!w->image) continue;
+    if (!w->image && !w->filledView) continue;
     const CGRect& f = w->frame;
+    std::string kind = !w->identifier.empty() ? w->identifier : w->image->kind;
     trace_.add(scheduler_.now(), "window",
                {{"id", w->id},
-                {"windowKind", w->image->kind},
+                {"windowKind", kind},
                 {"level", w->level},
                 {"frame", {f.origin.x, f.origin.y, f.size.width, f.size.height}},
                 {"alpha", w->alpha},

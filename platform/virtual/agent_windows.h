@@ -25,6 +25,7 @@ struct Image {
 
 struct OverlayWindow {
   int64_t id = 0;
+  std::string identifier;
   CGRect frame;  // Cocoa global coordinates
   double alpha = 1;
   int32_t level = 0;
@@ -32,6 +33,13 @@ struct OverlayWindow {
   bool ignoresMouseEvents = false;
   bool hasImageView = false;
   NSImageRef image = nullptr;
+  // A filled content view with an image view inside, taking the mouse when the window does.
+  bool filledView = false;
+  FilledViewStyle style;
+  ViewMouseHandlers handlers;
+  CGRect imageSubview;
+  NSImageRef subviewImage = nullptr;
+  int64_t orderedAbove = 0;  // the window number it was last ordered above
   bool changed = false;
 };
 
@@ -52,7 +60,8 @@ class VirtualOverlayWindows final : public port::OverlayWindows {
   void setImageSize(port::NSImageRef image, port::CGSize size) override;
   void releaseImage(port::NSImageRef image) override;
 
-  port::NSWindowRef createBorderlessWindow(port::CGRect contentRect) override;
+  port::NSWindowRef createBorderlessWindow(port::CGRect contentRect, bool defer) override;
+  void setIdentifier(port::NSWindowRef window, const char* identifier) override;
   void setOpaque(port::NSWindowRef, bool) override {}
   void setBackgroundColor(port::NSWindowRef, double, double) override {}
   void setHasShadow(port::NSWindowRef, bool) override {}
@@ -60,6 +69,20 @@ class VirtualOverlayWindows final : public port::OverlayWindows {
   void setIgnoresMouseEvents(port::NSWindowRef window, bool ignores) override;
   void setImageViewAsContentView(port::NSWindowRef window, port::CGRect frame) override;
   void setContentImage(port::NSWindowRef window, port::NSImageRef image) override;
+  void setFilledViewAsContentView(port::NSWindowRef window, port::CGRect frame, uint32_t,
+                                  const port::FilledViewStyle& style,
+                                  port::ViewMouseHandlers handlers) override;
+  void addImageSubview(port::NSWindowRef window, port::CGRect frame, port::NSImageRef image,
+                       uint32_t) override;
+  port::CGRect imageSubviewFrame(port::NSWindowRef window) override;
+  void setImageSubviewFrameOrigin(port::NSWindowRef window, port::CGPoint origin) override;
+  port::CGRect contentViewBounds(port::NSWindowRef window) override;
+  port::CGRect frame(port::NSWindowRef window) override;
+  void setFrame(port::NSWindowRef window, port::CGRect frame, bool) override;
+  double alphaValue(port::NSWindowRef window) override { return window ? window->alpha : 0; }
+  bool isVisible(port::NSWindowRef window) override { return window && window->visible; }
+  void orderWindowAbove(port::NSWindowRef window, int64_t windowNumber) override;
+  port::CGPoint convertBaseToScreen(port::NSWindowRef window, port::CGPoint point) override;
   void setAlphaValue(port::NSWindowRef window, double alpha) override;
   void setFrameOrigin(port::NSWindowRef window, port::CGPoint origin) override;
   void orderFront(port::NSWindowRef window) override;
@@ -72,6 +95,10 @@ class VirtualOverlayWindows final : public port::OverlayWindows {
   const port::OverlayWindow* windowShowing(const std::string& kind) const;
   // Images read from files and not yet released.
   size_t liveImages() const { return liveImages_; }
+  // The agent's window that takes a mouse event at a Cocoa point: shown, not click-through,
+  // with a view that handles the mouse; null when none does.
+  port::NSWindowRef windowTakingMouseAt(port::CGPoint cocoa);
+  port::NSWindowRef windowNamed(const std::string& identifier);
 
  private:
   void changed(port::NSWindowRef window);

@@ -218,7 +218,8 @@ void EventSystem::throughTaps(CGEventRef event, CGEventTapLocation entry) {
 }
 
 void EventSystem::deliver(CGEventRef e) {
-  int32_t pid = isKeyboardType(e->type) ? world_.frontPid : world_.pidAt(e->location);
+  int32_t pid = windowMouseRouter_ ? windowMouseRouter_(e) : 0;
+  if (pid == 0) pid = isKeyboardType(e->type) ? world_.frontPid : world_.pidAt(e->location);
   if (VirtualApp* app = world_.app(pid)) ++app->eventsReceived;
   TraceLine line = {{"pid", pid},         {"type", e->type},
                     {"x", e->location.x}, {"y", e->location.y},

@@ -40,6 +40,11 @@ class EventSystem final : public port::QuartzEvents, public port::CocoaEvents {
     swallowWatcher_ = std::move(watcher);
   }
   size_t liveEvents() const { return live_; }
+  // Asked first for each button event that reaches the desktop: the pid of the process whose
+  // own window took it, or 0 to deliver it to the application under it.
+  void setWindowMouseRouter(std::function<int32_t(port::CGEventRef)> router) {
+    windowMouseRouter_ = std::move(router);
+  }
   // The event's time stamp in seconds since the machine started.
   static double secondsSinceBoot(port::CGEventRef e) { return e->timestamp / 1e9; }
 
@@ -104,9 +109,13 @@ class EventSystem final : public port::QuartzEvents, public port::CocoaEvents {
   std::string_view charactersIgnoringModifiers(port::NSEventRef e) override {
     return record(e)->charactersIgnoringModifiers;
   }
+  // In the coordinates of the window the event went to: the screen's for applications,
+  // the agent's window's own while its view handles the event.
   port::CGPoint locationInWindow(port::NSEventRef e) override {
-    return world_.toCocoa(record(e)->location);
+    port::CGPoint p = world_.toCocoa(record(e)->location);
+    return {p.x - windowOrigin_.x, p.y - windowOrigin_.y};
   }
+  void setEventWindowOrigin(port::CGPoint origin) { windowOrigin_ = origin; }
   port::CGPoint mouseLocation() override { return world_.toCocoa(world_.cursor); }
   uint64_t currentModifierFlags() override { return world_.modifierFlags; }
   uint64_t pressedMouseButtons() override { return world_.pressedButtons; }
@@ -137,6 +146,8 @@ class EventSystem final : public port::QuartzEvents, public port::CocoaEvents {
   double bootTime_;
   std::function<void(port::CGEventRef)> scrollReceiver_;
   std::function<void(port::CGEventRef)> swallowWatcher_;
+  std::function<int32_t(port::CGEventRef)> windowMouseRouter_;
+  port::CGPoint windowOrigin_;
 };
 
 }  // namespace vsession

@@ -41,6 +41,7 @@ VirtualSession::VirtualSession(const SessionConfig& config)
     overlayWindows_.traceChanges();
   });
   world_.cursorMoved = [this] { windowServer_.cursorMoved(); };
+  events_.setWindowMouseRouter([this](port::CGEventRef e) { return routeWindowMouse(e); });
   windowServer_.cursorMoved();
 
   platform_.clock = &threading_;
@@ -118,6 +119,32 @@ VirtualApp VirtualSession::agentProcess() const {
   agent.processName = "Varsel Agent";
   agent.bundlePath = config_.agentBundlePath;
   return agent;
+}
+
+// A press on one of the agent's windows that takes the mouse goes to its view, and so do
+// the drags and the release that follow it, wherever they are.
+int32_t VirtualSession::routeWindowMouse(port::CGEventRef e) {
+  using namespace port;
+  CGEventType t = e->type;
+  bool down =
+      t == kCGEventLeftMouseDown || t == kCGEventRightMouseDown || t == kCGEventOtherMouseDown;
+  bool up = t == kCGEventLeftMouseUp || t == kCGEventRightMouseUp || t == kCGEventOtherMouseUp;
+  bool dragged = t == kCGEventLeftMouseDragged || t == kCGEventRightMouseDragged ||
+                 t == kCGEventOtherMouseDragged;
+  if (down) mouseCapture_ = overlayWindows_.windowTakingMouseAt(world_.toCocoa(e->location));
+  NSWindowRef window = mouseCapture_;
+  if (!window || !(down || up || dragged)) return 0;
+  if (up) mouseCapture_ = nullptr;
+  void (*handler)(NSWindowRef, NSEventRef) = down      ? window->handlers.down
+                                             : dragged ? window->handlers.dragged
+                                                       : window->handlers.up;
+  if (handler) {
+    events_.setEventWindowOrigin(window->frame.origin);
+    scheduler_.runOnLane(Scheduler::kMainLane, "window",
+                         [&] { handler(window, events_.eventWithCGEvent(e)); });
+    events_.setEventWindowOrigin({0, 0});
+  }
+  return config_.agentPid;
 }
 
 void VirtualSession::setPaneRunning(bool running) {

@@ -129,6 +129,7 @@ class VirtualSession {
   };
 
   VirtualApp agentProcess() const;
+  int32_t routeWindowMouse(port::CGEventRef e);
 
   SessionConfig config_;
   std::filesystem::path home_;
@@ -160,6 +161,7 @@ class VirtualSession {
   std::vector<std::string> logLines_;
   bool terminationRequested_ = false;
   int activations_ = 0;
+  port::NSWindowRef mouseCapture_ = nullptr;  // the agent's window a press went to
 };
 
 }  // namespace vsession
