@@ -5,6 +5,7 @@
 #include "VAcursor.h"
 #include "VAevent.h"
 #include "VAgrab.h"
+#include "VAhover.h"
 #include "VAremote.h"
 #include "VAstate.h"
 #include "VAtapMgr.h"
@@ -275,6 +276,71 @@ void BM_HandFollowLoop(benchmark::State& state) {
   state.counters["wakes/s hidden"] = hidden;
 }
 BENCHMARK(BM_HandFollowLoop)->Iterations(5);
+
+// One tick of a running hover scroll: the zone test, the speed law and one posted event.
+void BM_HoverTick(benchmark::State& state) {
+  vsession::VirtualSession& session = agent().session;
+  WheelSettings settings;
+  prefs_bgprefs()->hoverOn = 1;
+  VAhoverStatics& hover = VAhover_statics();
+  hover.sCurDownRect = IRect{760, 100, 200, 900};
+  hover.sHaveDownRect = true;
+  session.world().moveCursor({400, 690});  // Cocoa 210, deep in the down zone
+  state_setDoingHover(true);
+  timeEvents(state, [&] { hoverTimerProc(nullptr, nullptr); });
+  if (hover.sHoverSpeedY == 0) state.SkipWithError("no hover speed");
+  setHoverLow(1.0);
+  hover.sHaveDownRect = false;
+  session.runUntil(session.elapsed() + 1);
+}
+BENCHMARK(BM_HoverTick);
+
+// How often the hover timer wakes the main thread in a minute with hover on: at rest outside
+// the zones, and resting just outside the area, near its up zone (a fresh session each).
+void BM_HoverIdleWakesPerMinute(benchmark::State& state) {
+  double outside = 0, near = 0;
+  for (auto _ : state) {
+    for (bool nearZone : {false, true}) {
+      vsession::SessionConfig config;
+      config.apps.resize(1);
+      config.apps[0].pid = 501;
+      config.apps[0].bundleIdentifier = "com.example.reader";
+      config.windows = {{101, 501, {{100, 100}, {800, 600}}, "Doc", 0, false, {}}};
+      vsession::UiSpec area;
+      area.role = "AXScrollArea";
+      area.frame = {{100, 140}, {800, 560}};
+      area.content = CGSize{800, 5000};
+      area.offset = {0, 2000};
+      area.verticalBar = true;
+      config.windows[0].ui = {area};
+      config.frontPid = 501;
+      config.cursor = nearZone ? CGPoint{400, 130} : CGPoint{400, 400};
+      vsession::VirtualSession session(config);
+      session.trace().keepLines(false);
+      setPlatform(&session.platform());
+      agent_resetModules();
+      bgDelegate::applicationDidFinishLaunching();
+      prefs_bgprefs()->hoverOn = 1;
+      session.runUntil(5);
+      // Each hover tick writes one entry of the pan history.
+      double ticks = 0;
+      int32_t index = VAhover_statics().sPanXYindex;
+      session.scheduler().setAfterWakeHook([&] {
+        ticks += VAhover_statics().sPanXYindex != index;
+        index = VAhover_statics().sPanXYindex;
+      });
+      session.runUntil(65);
+      session.scheduler().setAfterWakeHook(nullptr);
+      (nearZone ? near : outside) += ticks;
+      agent_resetModules();
+    }
+  }
+  setPlatform(&agent().session.platform());
+  double runs = static_cast<double>(state.iterations());
+  state.counters["hover ticks/min at rest"] = outside / runs;
+  state.counters["near a zone"] = near / runs;
+}
+BENCHMARK(BM_HoverIdleWakesPerMinute)->Iterations(1);
 
 }  // namespace
 
