@@ -107,6 +107,15 @@ TEST_F(HoverTest, RestingInTheBottomZoneScrollsUntilTheCursorLeaves) {
   EXPECT_TRUE(state_doingHover());
   EXPECT_EQ(hover.hoverTimerFreq, double{0.025f});
   EXPECT_GT(offset(), 2100);
+  EXPECT_EQ(agent.session().power().held().size(), 1u);  // the display stays awake
+  // A press in the zone at speed ends the scroll there and goes to the agent's zone window:
+  // the agent becomes the active application.
+  agent.input().button(0, true);
+  runFor(0.01);
+  EXPECT_EQ(agent.session().activations(), 1);
+  EXPECT_EQ(VAevent_statics().sIsLastMdownInHoverZone, 1);
+  agent.input().button(0, false);
+  runFor(0.5);
   agent.input().moveTo({400, 400});
   runFor(1);
   EXPECT_FALSE(state_doingHover());
@@ -114,6 +123,30 @@ TEST_F(HoverTest, RestingInTheBottomZoneScrollsUntilTheCursorLeaves) {
   runFor(1);
   EXPECT_EQ(offset(), stopped);
   EXPECT_EQ(hover.hoverTimerFreq, 1.3f);  // the cursor rests outside the zones
+  EXPECT_TRUE(agent.session().power().held().empty());
+}
+
+// Areas of 0, 1 and 100,000 px and a window that closes under a hover scroll: nothing
+// crashes and no hover scroll outlives its zone.
+TEST(HoverBadInput, DegenerateAreasAndAClosingWindowLeaveNothingRunning) {
+  for (double height : {0.0, 1.0, 100000.0}) {
+    vsession::SessionConfig config = testing_support::twoWindowConfig();
+    config.windows[0].ui = {
+        vsession::uiScrollArea({{100, 140}, {800, height}}, {800, 200000}, 2000, {})};
+    AgentSession agent(config);
+    prefs_bgprefs()->hoverOn = 1;
+    for (int i = 0; i <= 60; ++i) {
+      agent.input().moveTo({400, 130.0 + i});
+      agent.runUntil(1 + 0.025 * i);
+    }
+    agent.runUntil(4);
+    agent.session().world().windows.erase(agent.session().world().windows.begin());
+    agent.session().accessibility().rebuild();
+    agent.input().moveTo({50, 50});
+    agent.runUntil(8);
+    EXPECT_FALSE(state_doingHover()) << height;
+    EXPECT_TRUE(agent.session().power().held().empty()) << height;
+  }
 }
 
 TEST_F(HoverTest, AClickInAZonePausesHoverAndStopsItOnlyAtSpeed) {
