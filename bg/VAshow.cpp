@@ -135,9 +135,12 @@ void VAshow::fadeZones(int mask) {
   fadeZones2(mask);
 }
 
-// When both fade, the up window's alpha follows the down window's new one, 0.03 ahead.
+// When both fade, the up window's alpha follows the down window's new one, 0.03 ahead. With
+// neither window in the mask nothing would ever fade and the steps would go on for good:
+// that fade finishes at once.
 void VAshow::fadeZones2(int mask) {
   if (state_draggingHoverZone()) return;
+  if (!(mask & (kDirectionUp | kDirectionDown))) return finishFade();
   double running;
   if (mask & kDirectionDown) {
     double alpha = windows().alphaValue(s.downW);

@@ -213,7 +213,7 @@ bool bgDelegate::ckCursorInCoastRect() {
 // last wheel or trackpad start set it.
 void bgDelegate::stoppedCoasting() {}
 
-// Without a bar up there is nothing to scroll towards the top: the zones fade out.
+// Without a bar up there is nothing to scroll towards the top: the zones go at once.
 void bgDelegate::fadeZones(int how) {
   VAshow::fadeZones(s.bars.up.found ? how : 0);
   VAshow::showActiveZones(&s.bars);

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <string>
 
 #include "VAhover.h"
 #include "VAshow.h"
@@ -68,6 +69,21 @@ TEST_F(ZoneWindowsTest, AFadeLowersOneWindowThenHidesBoth) {
   EXPECT_EQ(window("zoneUp").alpha, 0.3);
   EXPECT_FALSE(window("zoneUp").visible || window("zoneDown").visible);
   EXPECT_FALSE(window("zoneUp").ignoresMouseEvents);
+}
+
+// A fade of neither window (autoscroll where no bar is up) ends at once: the windows hide
+// and take clicks again, and no step keeps running.
+TEST_F(ZoneWindowsTest, AFadeOfNeitherWindowEndsAtOnce) {
+  Bars b = bars();
+  VAshow::showActiveZones(&b);
+  VAshow::fadeZones(0);
+  EXPECT_FALSE(window("zoneUp").visible || window("zoneUp").ignoresMouseEvents);
+  int steps = 0;
+  vsession::Scheduler& scheduler = agent.session().scheduler();
+  scheduler.setWakeObserver(
+      [&](vsession::LaneId, const char* what) { steps += std::string(what) == "dispatch"; });
+  runFor(1);
+  EXPECT_LT(steps, 5);  // a run-timer pass or two, not 20 fade steps
 }
 
 // While a zone is dragged, neither a pass nor a fade orders a window in or out.
