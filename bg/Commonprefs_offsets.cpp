@@ -24,10 +24,9 @@ bool usableAsFileName(const std::string& bid) {
 }
 
 std::optional<std::string> bundleIdentifierOf(int32_t pid) {
-  for (const RunningApplication& app : platform().workspace->runningApplications()) {
-    if (app.pid == pid) return app.bundleIdentifier;
-  }
-  return std::nullopt;
+  std::optional<RunningApplication> app =
+      platform().workspace->runningApplicationWithProcessIdentifier(pid);
+  return app ? app->bundleIdentifier : std::nullopt;
 }
 }  // namespace
 

@@ -95,13 +95,8 @@ void prefs_switchToPrefsForPid(int32_t pid) {
   s.sPrefsNeedUpdateFromApplist = false;
   s.sLastPidSwitchedPrefsTo = pid;
 
-  std::optional<RunningApplication> app;
-  for (RunningApplication& running : platform().workspace->runningApplications()) {
-    if (running.pid == pid) {
-      app = std::move(running);
-      break;
-    }
-  }
+  std::optional<RunningApplication> app =
+      platform().workspace->runningApplicationWithProcessIdentifier(pid);
   if (!app) return;
 
   std::optional<PlistDict> described = myDictForNSRunningApp(*app);

@@ -31,6 +31,9 @@ class Workspace {
  public:
   virtual ~Workspace() = default;
   virtual std::vector<RunningApplication> runningApplications() = 0;
+  // +[NSRunningApplication runningApplicationWithProcessIdentifier:]
+  virtual std::optional<RunningApplication> runningApplicationWithProcessIdentifier(
+      int32_t pid) = 0;
   virtual std::optional<ProcessInformation> processInformation(int32_t pid) = 0;
   virtual int32_t frontProcessPid() = 0;               // 0 when none
   virtual bool terminateApplication(int32_t pid) = 0;  // -[NSRunningApplication terminate]

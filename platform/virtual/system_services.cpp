@@ -193,6 +193,14 @@ std::vector<RunningApplication> VirtualWorkspace::runningApplications() {
   return apps;
 }
 
+std::optional<RunningApplication> VirtualWorkspace::runningApplicationWithProcessIdentifier(
+    int32_t pid) {
+  for (RunningApplication& app : runningApplications()) {
+    if (app.pid == pid) return std::move(app);
+  }
+  return std::nullopt;
+}
+
 std::optional<ProcessInformation> VirtualWorkspace::processInformation(int32_t pid) {
   const VirtualApp* app = world_.app(pid);
   if (!app) return std::nullopt;

@@ -85,6 +85,8 @@ class VirtualWorkspace final : public port::Workspace {
   // The agent's own process is among the running applications.
   VirtualWorkspace(World& world, VirtualApp agent) : world_(world), agent_(std::move(agent)) {}
   std::vector<port::RunningApplication> runningApplications() override;
+  std::optional<port::RunningApplication> runningApplicationWithProcessIdentifier(
+      int32_t pid) override;
   std::optional<port::ProcessInformation> processInformation(int32_t pid) override;
   int32_t frontProcessPid() override { return world_.frontPid; }
   bool terminateApplication(int32_t pid) override;
