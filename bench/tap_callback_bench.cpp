@@ -37,6 +37,9 @@ StartedAgent& agent() {
   return started;
 }
 
+// A case whose work must not be followed by the session's: nothing runs between batches.
+constexpr double kNothingRunsBetween = -1;
+
 // Times `body` per iteration and counts the heap allocations made inside it. Between
 // batches, outside the timing, the session runs what the events handed to other threads
 // (run-timer passes, coast starts, posted events), as the real threads would meanwhile.
@@ -49,7 +52,7 @@ void timeEvents(benchmark::State& state, F body, double settle = 0) {
     uint64_t before = bench_support::allocationCount();
     body();
     allocations += bench_support::allocationCount() - before;
-    if (++batch == 256) {
+    if (++batch == 256 && settle != kNothingRunsBetween) {
       state.PauseTiming();
       batch = 0;
       session.runUntil(session.elapsed() + settle);
@@ -221,17 +224,15 @@ void BM_MouseMovedDuringVector(benchmark::State& state) {
   prefs_bgprefs()->vectorOn = 1;
   CGEventRef moved = events.newEvent(kCGEventMouseMoved);
   vectorStart_point(640, 540);
-  uint64_t allocations = 0;
   double y = 300;
-  for (auto _ : state) {
-    y = y == 300 ? 301 : 300;
-    events.setLocation(moved, {640, y});
-    uint64_t before = bench_support::allocationCount();
-    benchmark::DoNotOptimize(MyEventTapCallBack(nullptr, kCGEventMouseMoved, moved, nullptr));
-    allocations += bench_support::allocationCount() - before;
-  }
-  state.counters["allocs/event"] = benchmark::Counter(static_cast<double>(allocations) /
-                                                      static_cast<double>(state.iterations()));
+  timeEvents(
+      state,
+      [&] {
+        y = y == 300 ? 301 : 300;
+        events.setLocation(moved, {640, y});
+        benchmark::DoNotOptimize(MyEventTapCallBack(nullptr, kCGEventMouseMoved, moved, nullptr));
+      },
+      kNothingRunsBetween);
   if (VAvector_statics().sSpeedY == 0) state.SkipWithError("the speeds did not follow");
   stopAllScrolling();
   session.runUntil(session.elapsed() + 1);
