@@ -63,11 +63,6 @@ float hover_edgeSizeV(const IRect* r) {
   return e;
 }
 
-// Horizontal zones need a setting that no preference key sets: they never exist.
-float hover_edgeSizeH(const IRect*) {
-  return 0;
-}
-
 bool is_cursorIn_hoverZoneUp_margin(const IRect* r, int32_t m, double x, double y) {
   float e = hover_edgeSizeV(r);
   if (x < r->left - m || x >= r->right + m || y < r->bottom - m || y > r->top + m ||
@@ -250,7 +245,9 @@ void hoverTimerProc(CFRunLoopTimerRef, void*) {
   if (wanted != s.hoverTimerFreq) scheduleSetHoverLow(wanted);
 }
 
-// Zones show only while the cursor is in or near one.
+// Horizontal zones need a setting that no preference key sets: their bars are dropped. For
+// the next pass, the zones are to show only while the cursor is in or near one; that pass
+// hides them again first unless the hover modifier forces them.
 void hover_updateRects(Bars* bars) {
   s.sHaveUpRect = false;
   s.sHaveDownRect = false;

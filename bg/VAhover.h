@@ -22,7 +22,6 @@ bool is_cursorIn_hoverZoneUp_margin(const IRect* r, int32_t margin, double x, do
 bool is_cursorIn_hoverZoneDown_margin(const IRect* r, int32_t margin, double x, double y);
 // The depth of the zones of a scroll area `r` (top is the larger y).
 float hover_edgeSizeV(const IRect* r);
-float hover_edgeSizeH(const IRect* r);
 // The speed law: pixels per tick for the cursor at height y in a zone of the area `r`.
 float calcHoverSpeedY_pty_rect(const IRect* r, double y);
 // Whether the cursor drifted slowly over the last 0.3 s: moved, but not rushed through.

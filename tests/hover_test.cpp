@@ -79,6 +79,19 @@ TEST_F(HoverTest, TheSpeedFollowsTheDepthIntoTheBand) {
   EXPECT_NEAR(calcHoverSpeedY_pty_rect(&r, 760), full * (1 - std::sqrt(0.5)), 1e-4);
 }
 
+// Reversed, the bands swap bars: an area that can only scroll down (a bar down, none up) has
+// its band at the top, and none at the bottom.
+TEST_F(HoverTest, ReversedHoverPutsTheBandOfABarAtTheOtherEdge) {
+  hover.sCurDownRect = {760, 100, 200, 900};
+  hover.sHaveDownRect = true;
+  hover.sHaveUpRect = false;
+  for (bool reverse : {false, true}) {
+    prefs.hoverReverseYOn = reverse;
+    EXPECT_EQ(hover_isPoint_inZoneWithMargin(0, 400, 750), reverse) << reverse;
+    EXPECT_EQ(hover_isPoint_inZoneWithMargin(0, 400, 210), !reverse) << reverse;
+  }
+}
+
 // Over the last 0.3 s the cursor must have drifted 2 to 20 px on an axis.
 TEST_F(HoverTest, OnlyASlowDriftStartsHoverScrolling) {
   const struct {
