@@ -59,7 +59,7 @@ sim::Scenario busyUse(int minutes) {
     s.input.push_back({t + 3.5, sim::SwipeInput{0, -200 * way, 0.15, true}});
     s.input.push_back({t + 4.0, sim::WheelInput{0, way, std::nullopt}});
     s.input.push_back({t + 4.5, sim::WheelInput{0, -way, std::nullopt}});
-    s.input.push_back({t + 4.8, sim::KeyInput{"j", 38, std::nullopt}});
+    s.input.push_back({t + 4.8, sim::KeyInput{"j", std::nullopt, 38, std::nullopt}});
   }
   s.until = minutes * 60.0;
   s.untilGiven = true;

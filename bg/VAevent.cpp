@@ -5,6 +5,7 @@
 #include "VAevent_wheel.h"
 #include "VAgrab.h"
 #include "VAhover.h"
+#include "VAkeys.h"
 #include "VAremote.h"
 #include "VAscroll.h"
 #include "VAstate.h"
@@ -12,7 +13,6 @@
 #include "VAvector.h"
 #include "bgDelegate.h"
 #include "platform/api/platform.h"
-#include "waitingCalls.h"
 
 using namespace port;
 
@@ -54,11 +54,9 @@ CGEventRef VAevent::eventForEvent_bars_window(CGEventRef event, const Bars*, voi
       return handleMDragged_event_cgEvent(nsEvent, event);
     case kCGEventKeyDown:
     case kCGEventKeyUp:
-      waitingCall(Waiting::handleKeyUpDown_event_cgEvent);
-      return event;
+      return handleKeyUpDown_event_cgEvent(nsEvent, event);
     case kCGEventFlagsChanged:
-      waitingCall(Waiting::handleFlags_event_cgEvent);
-      return event;
+      return handleFlags_event_cgEvent(nsEvent, event);
     case kCGEventScrollWheel:
       return handleWheel_event_cgEvent_overlayWindow(nsEvent, event);
     case kCGEventTabletProximity:
@@ -151,13 +149,13 @@ void VAevent::handleVAEvent(int kind) {
     case 19:
     case 20:
       stopAllScrolling();
-      waitingCall(Waiting::keys_doAction, kind - 17);
+      keys_doAction(kind - 17);
       break;
     case 21:  // the same, repeated
     case 22:
     case 23:
     case 24:
-      waitingCall(Waiting::keys_doRepeat, kind - 21);
+      keys_doRepeat(kind - 21);
       break;
     default:
       break;
@@ -198,8 +196,8 @@ bool event_needMmovedTap() {
 // Ends every mode a trigger started. A running coast goes on.
 void stopAllScrolling() {
   state_setDoingWheel(false);
-  waitingCall(Waiting::resetScrollKeysState);
-  waitingCall(Waiting::stopScrollKeysRepeat);
+  resetScrollKeysState();
+  stopScrollKeysRepeat();
   cursor_backToNormalOScursor();
   if (state_doingGrab()) grabStop_event_cgEvent(nullptr, nullptr);
   if (state_doingVector()) vectorStop_event_cgEvent(nullptr, nullptr);

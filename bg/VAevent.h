@@ -30,6 +30,15 @@ port::CGEventRef handleMMoved_event_cgEvent(port::NSEventRef event, port::CGEven
 port::CGEventRef handleMDown_event_cgEvent(port::NSEventRef event, port::CGEventRef cgEvent);
 port::CGEventRef handleMDragged_event_cgEvent(port::NSEventRef event, port::CGEventRef cgEvent);
 port::CGEventRef handleMUp_event_cgEvent(port::NSEventRef event, port::CGEventRef cgEvent);
+// The keyboard: modifier taps, chords and hot keys start and hold the modes, the arrow keys
+// tune hover speed, a key press may be captured for the pane, and typing ends modes.
+port::CGEventRef handleFlags_event_cgEvent(port::NSEventRef event, port::CGEventRef cgEvent);
+port::CGEventRef handleKeyUpDown_event_cgEvent(port::NSEventRef event, port::CGEventRef cgEvent);
+// True when the modifier change is no clean tap: a mouse button is down or a key went down
+// in the last `window` seconds (then `*isDown` is untouched). Otherwise `*isDown` says
+// whether `mod` is down, and the answer is whether another modifier is down with it.
+bool is_keypressSince_orOtherModDownInMods_thanMod_isDownPtr(uint64_t flags, uint64_t mod,
+                                                             bool* isDown, double window);
 
 // What a mode's stop makes of the event that ended it: a button release goes on moved to
 // (1, 1), so it still reaches the system but not the page under the pointer; anything
@@ -75,6 +84,12 @@ struct VAeventStatics {
   bool sGotPhaseEnded = false;
   bool sIsFirstMomentumEvent = false;
   double sTimeGotPhaseEnded = 0;
+  // The keyboard's. The last key down is written on the main thread, where keys arrive,
+  // and read on both.
+  double sLastKeyDownTime = 0;
+  double sAutoScrollModWentDownTime = 0;  // 0 while the modifier is not down
+  double sAutoScrollUpModWentDownTime = 0;
+  double sLastKeysHotKeyDown = 0;
 };
 
 VAeventStatics& VAevent_statics();

@@ -7,6 +7,7 @@
 #include "VAevent.h"
 #include "VAgrab.h"
 #include "VAhover.h"
+#include "VAkeys.h"
 #include "VAremote.h"
 #include "VAstate.h"
 #include "VAutils.h"
@@ -14,7 +15,6 @@
 #include "acc/blockAtomic.h"
 #include "bgDelegate.h"
 #include "platform/api/platform.h"
-#include "waitingCalls.h"
 
 using namespace port;
 
@@ -119,7 +119,7 @@ CGEventRef handleMDown_event_cgEvent(NSEventRef event, CGEventRef cgEvent) {
 
   if (s.sLastMDownTime < s.sSuppressDelayMdownTime) return repostedPress(event, cgEvent, click);
 
-  waitingCall(Waiting::stopScrollKeysRepeat);
+  stopScrollKeysRepeat();
   if (hover_willEventStopHover()) {
     // A press on a zone begins dragging it: the agent's window must take the drag.
     if (hover_isPoint_inZoneWithMargin(0, click.x, click.y)) {
@@ -298,7 +298,7 @@ CGEventRef handleMUp_event_cgEvent(NSEventRef event, CGEventRef cgEvent) {
       cursor_backToNormalOScursor();
     }
   }
-  waitingCall(Waiting::stopScrollKeysRepeat);
+  stopScrollKeysRepeat();
   hover_willEventStopHover();
   return result;
 }

@@ -6,6 +6,7 @@
 
 #include "Commonprefs.h"
 #include "VAevent.h"
+#include "VAkeys.h"
 #include "VAremote.h"
 #include "VAscroll.h"
 #include "VAstate.h"
@@ -13,7 +14,6 @@
 #include "bgDelegate.h"
 #include "bgprefs.h"
 #include "platform/api/platform.h"
-#include "waitingCalls.h"
 
 using namespace port;
 
@@ -131,7 +131,7 @@ CGEventRef handleWheel_event_cgEvent_overlayWindow(NSEventRef event, CGEventRef 
   }
 
   bgDelegate::runTimerOnMain();
-  waitingCall(Waiting::stopScrollKeysRepeat);
+  stopScrollKeysRepeat();
   state_setDoingGrabWScrollKey(false);
   // The wheel event that ends hover scrolling goes no further.
   if (hover_willEventStopHover()) return nullptr;

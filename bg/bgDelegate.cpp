@@ -4,6 +4,7 @@
 #include "VAevent.h"
 #include "VAgrab.h"
 #include "VAhover.h"
+#include "VAkeys.h"
 #include "VAremote.h"
 #include "VAshow.h"
 #include "VAstate.h"
@@ -85,7 +86,7 @@ void bgDelegate::applicationDidFinishLaunching() {
   event_initPrefs();
   grab_initPrefs();
   vector_initPrefs();
-  waitingCall(Waiting::keys_initPrefs);
+  keys_initPrefs();
   utils_cacheNSScreenFrames_force(false);
   openAgentPort();
   Notifications& notifications = *platform().notifications;

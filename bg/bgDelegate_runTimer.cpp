@@ -34,6 +34,16 @@ constexpr double kStillMoving = 0.11;
 constexpr double kSamePlace = 4.0;
 constexpr double kAssistiveReportInterval = 10.0;
 constexpr double kUpdateCheckScheduleInterval = 600.0;
+// The hover modifier shows the zones only when no key went down this recently.
+constexpr double kHoverModQuiet = 0.5;
+// How far above or below a window the pointer may be for the modifier to show its zones.
+constexpr double kNearWindowEdge = 40;
+
+// NSPointInRect: the rectangle's lower and left edges are inside, the others not.
+bool contains(CGRect r, CGPoint p) {
+  return p.x >= r.origin.x && p.x < r.origin.x + r.size.width && p.y >= r.origin.y &&
+         p.y < r.origin.y + r.size.height;
+}
 
 void runTimerFired(CFRunLoopTimerRef, void*) {
   bgDelegate::runTimer();
@@ -80,6 +90,26 @@ bool checkAssistive(double t, CGPoint p) {
   return granted;
 }
 
+// Step 10.3: holding the hover modifier alone near a zone or a window's top or bottom edge
+// shows the zones; once shown, holding it keeps them.
+bool zonesForcedByHoverModifier(CGPoint p, bool same) {
+  bool down = false;
+  uint64_t mod = index2key(prefs_bgprefs()->hoverMod);
+  if (is_keypressSince_orOtherModDownInMods_thanMod_isDownPtr(
+          platform().cocoa->currentModifierFlags(), mod, &down, kHoverModQuiet) ||
+      !down) {
+    return false;
+  }
+  if (VAshow::areZonesShown()) return true;
+  if (contains(VAshow::upZoneRect(), p) || contains(VAshow::downZoneRect(), p)) return !same;
+  IRect w;
+  if (state_haveCurWindow_rectPtr(&w) && w.left - 1 < p.x && p.x < w.right &&
+      ((0 < w.top - p.y && w.top - p.y < kNearWindowEdge) ||
+       (0 < p.y - w.bottom && p.y - w.bottom < kNearWindowEdge))) {
+    return !same;
+  }
+  return false;
+}
 }  // namespace
 
 void bgDelegate::runTimer() {
@@ -88,6 +118,7 @@ void bgDelegate::runTimer() {
   if (!s.sForceRun && t - s.lastRun < kMinPassInterval) return;
 
   CGPoint p = platform().cocoa->mouseLocation();
+  bool same = p.x == s.sLastMousePoint.x && p.y == s.sLastMousePoint.y;
   bool work;
   double delay;
   if (t - s.sLastMouseMovedTime > kRestAfter) {
@@ -148,12 +179,7 @@ void bgDelegate::runTimer() {
       }
       state_setHaveCurWindow_rect(s.sCursorPid > 0, windowRect);
     }
-    // Zones forced visible by holding the hover modifier near them; until the key triggers
-    // exist, which tell whether it is held alone, nothing can force them.
-    bool forced = false;
-    if (prefs_bgprefs()->hoverModOn) {
-      waitingCall(Waiting::is_keypressSince_orOtherModDownInMods_thanMod_isDownPtr);
-    }
+    bool forced = prefs_bgprefs()->hoverModOn && zonesForcedByHoverModifier(p, same);
     int hide = 1;
     if (state_canHoverCurFrontWindow()) {
       state_forceZonesVisible(forced);

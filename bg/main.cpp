@@ -6,6 +6,7 @@
 #include "VAevent.h"
 #include "VAgrab.h"
 #include "VAhover.h"
+#include "VAkeys.h"
 #include "VAremote.h"
 #include "VAscroll.h"
 #include "VAshow.h"
@@ -25,6 +26,7 @@ void agent_resetModules() {
   VAevent_reset();
   VAgrab_reset();
   VAhover_reset();
+  VAkeys_reset();
   VAshow_reset();
   VAvector_reset();
   VAcursor_reset();

@@ -13,15 +13,6 @@
 // live in, from the project's root.
 // clang-format off
 #define VARSEL_WAITING_CALLS(X)                                                            \
-  X(keys_initPrefs, "keys_initPrefs", "bg/VAkeys.cpp")                                     \
-  X(keys_doAction, "keys_doAction", "bg/VAkeys.cpp")                                       \
-  X(keys_doRepeat, "keys_doRepeat", "bg/VAkeys.cpp")                                       \
-  X(resetScrollKeysState, "resetScrollKeysState", "bg/VAkeys.cpp")                         \
-  X(stopScrollKeysRepeat, "stopScrollKeysRepeat", "bg/VAkeys.cpp")                         \
-  X(handleFlags_event_cgEvent, "handleFlags_event_cgEvent", "bg/VAevent_keys.cpp")         \
-  X(handleKeyUpDown_event_cgEvent, "handleKeyUpDown_event_cgEvent", "bg/VAevent_keys.cpp") \
-  X(is_keypressSince_orOtherModDownInMods_thanMod_isDownPtr,                               \
-    "is_keypressSince_orOtherModDownInMods_thanMod_isDownPtr", "bg/VAevent_keys.cpp")      \
   X(handleURLEvent_withReplyEvent, "handleURLEvent:withReplyEvent:", "bg/bgDelegate_url.cpp") \
   X(install_start, "start", "bg/VAinstall.cpp")                                            \
   X(checkNeedToRemovePrevVersion, "checkNeedToRemovePrevVersion", "bg/VAinstall.cpp")      \

@@ -2,9 +2,12 @@
 // tap rule, the VA events and the mode starters.
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 #include "VAevent.h"
 #include "VAgrab.h"
 #include "VAhover.h"
+#include "VAkeys.h"
 #include "VAremote.h"
 #include "VAstate.h"
 #include "VAtapMgr.h"
@@ -30,11 +33,11 @@ TEST_F(DispatcherTest, IgnoreWindowSwallowsEveryEventThenTheFirstAfterItPassesAn
   event_ignoreCoastStopEventsForDelay(0.2);
   auto& input = agent.input();
   agent.at(1.05, [&input] { input.moveTo({420, 420}); });
-  agent.at(1.10, [&input] { input.key("j", 38, true); });
+  agent.at(1.10, [&input] { input.key(38, true); });
   agent.at(1.15, [&input] { input.wheel(0, -1, std::nullopt); });
   agent.at(1.19, [&input] { input.button(0, true); });
   agent.at(1.25, [&input] { input.wheel(0, -1, std::nullopt); });
-  agent.at(1.30, [&input] { input.key("j", 38, false); });
+  agent.at(1.30, [&input] { input.key(38, false); });
   agent.runUntil(1.2);
   EXPECT_EQ(agent.linesOfKind("swallow").size(), 4u);
   EXPECT_TRUE(agent.linesOfKind("deliver").empty());
@@ -218,32 +221,37 @@ TEST_F(DispatcherTest, EachVAEventDoesItsOwnWorkAndKindsWithoutWorkNone) {
   EXPECT_FALSE(state_doingVector());
   EXPECT_EQ(VAvector_statics().sVectorTimer, nullptr);
 
-  const struct {
-    int first, last;
-    Waiting call;
-    bool stopsModes;
-  } work[] = {{17, 20, Waiting::keys_doAction, true}, {21, 24, Waiting::keys_doRepeat, false}};
-  for (const auto& w : work) {
-    for (int kind = w.first; kind <= w.last; ++kind) {
-      uint32_t calls = waitingCallCount(w.call);
-      state_setDoingGrabWurl(true);
-      runKind(kind);
-      EXPECT_EQ(waitingCallCount(w.call), calls + 1) << kind;
-      EXPECT_EQ(waitingCallArgument(w.call), kind - w.first) << kind;  // up, down, left, right
-      EXPECT_EQ(state_doingGrabWurl(), !w.stopsModes) << kind;
-    }
+  // 17 to 20 stop every mode and flick once (up, down, left, right); 21 to 24 then repeat
+  // that action. The coast's speeds: up +y, down -y, left +x, right -x.
+  const CGPoint flick[] = {{0, 1}, {0, -1}, {1, 0}, {-1, 0}};
+  VAkeysStatics& keys = VAkeys_statics();
+  for (int action = 0; action < 4; ++action) {
+    stopCoast();
+    state_setDoingGrabWurl(true);
+    runKind(17 + action);
+    agent.runUntil(agent.session().elapsed() + 0.01);
+    EXPECT_FALSE(state_doingGrabWurl()) << action;
+    const VAremoteStatics& coast = VAremote_statics();
+    EXPECT_EQ((CGPoint{std::copysign(1.0, coast.sCoastX) * (coast.sCoastX != 0),
+                       std::copysign(1.0, coast.sCoastY) * (coast.sCoastY != 0)}),
+              flick[action])
+        << action;
+    runKind(21 + action);
+    EXPECT_NE(keys.sTimer, nullptr) << action;
+    EXPECT_EQ(keys.sActionToRepeat, action);
+    stopScrollKeysRepeat();
+    runKind(21 + action);  // a repeat follows an action, never starts alone
+    EXPECT_EQ(keys.sTimer, nullptr) << action;
   }
 }
 
-TEST_F(DispatcherTest, KeyAndModifierEventsGoToTheirHandlersAndPassUntilTheyLand) {
+TEST_F(DispatcherTest, KeysAndModifierChangesThatTriggerNothingPass) {
   agent.runUntil(1);
   auto& input = agent.input();
-  input.key("j", 38, true);
-  input.key("j", 38, false);
+  input.key(38, true);
+  input.key(38, false);
   input.setModifiers(kCGEventFlagMaskAlternate);
   agent.runUntil(2);
-  EXPECT_EQ(waitingCallCount(Waiting::handleKeyUpDown_event_cgEvent), 2u);
-  EXPECT_EQ(waitingCallCount(Waiting::handleFlags_event_cgEvent), 1u);
   EXPECT_EQ(agent.linesOfKind("deliver").size(), 3u);
   EXPECT_TRUE(agent.linesOfKind("swallow").empty());
 }
@@ -265,6 +273,9 @@ TEST_F(DispatcherTest, StopAllScrollingEndsEveryModeButACoastAndEachStarterThenB
                                    state_setDoingCoast};
   for (auto set : started) set(true);
   event.sIsLastMdownInHoverZone = 1;
+  keys_doAction(kKeyActionDown);
+  keys_doRepeat(kKeyActionDown);
+  VAkeys_statics().stateList[kKeyActionDown] = kChordRepeating;
   stopAllScrolling();
   const VAstateStatics& s = VAstate_statics();
   EXPECT_FALSE(s.sDoingWheel || s.sDoingAutoScrollWurl || s.sDoingVectorWurl ||
@@ -273,12 +284,11 @@ TEST_F(DispatcherTest, StopAllScrollingEndsEveryModeButACoastAndEachStarterThenB
                s.sInterceptNextKeypress || event.sIsLastMdownInHoverZone);
   EXPECT_TRUE(s.sDoingCoast);
   EXPECT_FALSE(s.sDoingGrab || s.sDoingVector);
-  // Hover scrolling ends with its timer back at a second; the keys are told to stop.
+  // Hover scrolling ends with its timer back at a second; the chords and the key repeat end.
   EXPECT_FALSE(s.sDoingHover);
   EXPECT_EQ(VAhover_statics().hoverTimerFreq, 1.0);
-  for (Waiting stop : {Waiting::resetScrollKeysState, Waiting::stopScrollKeysRepeat}) {
-    EXPECT_EQ(waitingCallCount(stop), 1u) << kWaitingCalls[static_cast<int>(stop)].callee;
-  }
+  EXPECT_EQ(VAkeys_statics().sTimer, nullptr);
+  for (uint16_t chord : VAkeys_statics().stateList) EXPECT_EQ(chord, 0);
 
   // The URL commands' starters stop everything first, then begin their mode.
   const struct {

@@ -2,12 +2,25 @@
 // (type, flags, location, numbered fields) and the Cocoa view of an event.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string_view>
 
 #include "platform/api/events.h"
 
 namespace port {
+
+// A key event's characters as UTF-8 bytes, kept in the record so that making an event
+// allocates nothing; up to 31 bytes, any byte value (a NUL character included).
+struct KeyText {
+  static constexpr size_t kCapacity = 31;
+  char bytes[kCapacity] = {};
+  uint8_t length = 0;
+
+  std::string_view view() const { return {bytes, length}; }
+  // Keeps the first kCapacity bytes of `text`.
+  void assign(std::string_view text);
+};
 
 struct CGEvent {
   int32_t refCount = 0;
@@ -17,8 +30,8 @@ struct CGEvent {
   CGEventTimestamp timestamp = 0;
   int64_t integerFields[kCGEventFieldCount] = {};
   double doubleFields[kCGEventFieldCount] = {};
-  char characters[16] = {};
-  char charactersIgnoringModifiers[16] = {};
+  KeyText characters;
+  KeyText charactersIgnoringModifiers;
 };
 
 struct CGEventSource {
@@ -40,10 +53,3 @@ struct MachPort {
 };
 
 }  // namespace port
-
-namespace vsession {
-
-// Stores up to 15 bytes of text and its terminator, as a key event's characters.
-void copyCharacters(char (&to)[16], std::string_view text);
-
-}  // namespace vsession

@@ -28,12 +28,6 @@ int64_t truncateToInteger(double v) {
 }
 }  // namespace
 
-void copyCharacters(char (&to)[16], std::string_view text) {
-  size_t n = std::min(text.size(), sizeof to - 1);
-  std::memcpy(to, text.data(), n);
-  to[n] = '\0';
-}
-
 EventSystem::EventSystem(Scheduler& scheduler, Threading& threading, World& world, Trace& trace,
                          const Faults& faults)
     : scheduler_(scheduler),
@@ -356,3 +350,12 @@ uint64_t EventSystem::buttonMask(NSEventRef e) {
 }
 
 }  // namespace vsession
+
+namespace port {
+
+void KeyText::assign(std::string_view text) {
+  length = static_cast<uint8_t>(std::min(text.size(), kCapacity));
+  std::memcpy(bytes, text.data(), length);
+}
+
+}  // namespace port

@@ -105,9 +105,9 @@ class EventSystem final : public port::QuartzEvents, public port::CocoaEvents {
   int64_t eventNumber(port::NSEventRef e) override;
   int16_t subtype(port::NSEventRef e) override;
   uint64_t buttonMask(port::NSEventRef e) override;
-  std::string_view characters(port::NSEventRef e) override { return record(e)->characters; }
+  std::string_view characters(port::NSEventRef e) override { return record(e)->characters.view(); }
   std::string_view charactersIgnoringModifiers(port::NSEventRef e) override {
-    return record(e)->charactersIgnoringModifiers;
+    return record(e)->charactersIgnoringModifiers.view();
   }
   // In the coordinates of the window the event went to: the screen's for applications,
   // the agent's window's own while its view handles the event.

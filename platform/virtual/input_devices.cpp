@@ -9,11 +9,6 @@ namespace vsession {
 using namespace port;
 
 namespace {
-constexpr ModifierKey kModifiers[] = {
-    {"capsLock", kCGEventFlagMaskAlphaShift, 57}, {"shift", kCGEventFlagMaskShift, 56},
-    {"control", kCGEventFlagMaskControl, 59},     {"option", kCGEventFlagMaskAlternate, 58},
-    {"command", kCGEventFlagMaskCommand, 55},     {"fn", kCGEventFlagMaskSecondaryFn, 63},
-};
 constexpr double kPixelsPerLine = 10;
 
 int64_t wholeLines(double lines) {
@@ -33,13 +28,6 @@ CGEventType upType(int button) {
                        : kCGEventOtherMouseUp;
 }
 }  // namespace
-
-const ModifierKey* findModifier(const std::string& name) {
-  for (const ModifierKey& m : kModifiers) {
-    if (name == m.name) return &m;
-  }
-  return nullptr;
-}
 
 CGEventRef InputDevices::make(CGEventType type) {
   CGEventRef e = events_.newEvent(type);
@@ -141,27 +129,62 @@ void InputDevices::trackpad(const TrackpadStep& step) {
   events_.dispatchHardware(e);
 }
 
-void InputDevices::setModifiers(uint64_t flags) {
-  // Keys let go first, then keys pressed, each in a fixed order.
+void InputDevices::setModifierKeys(uint32_t keys) {
+  // Keys let go first, then keys pressed, each in the table's order.
   for (bool pressing : {false, true}) {
-    for (const ModifierKey& m : kModifiers) {
-      bool held = world_.modifierFlags & m.mask;
-      bool wanted = flags & m.mask;
+    for (int i = 0; i < kModifierKeyCount; ++i) {
+      uint32_t bit = 1u << i;
+      bool held = heldModifierKeys_ & bit;
+      bool wanted = keys & bit;
       if (held == wanted || wanted != pressing) continue;
-      world_.modifierFlags =
-          pressing ? world_.modifierFlags | m.mask : world_.modifierFlags & ~m.mask;
+      heldModifierKeys_ = pressing ? heldModifierKeys_ | bit : heldModifierKeys_ & ~bit;
+      world_.modifierFlags = flagsOfModifierKeys(heldModifierKeys_);
       CGEventRef e = make(kCGEventFlagsChanged);
-      events_.setIntegerValueField(e, kCGKeyboardEventKeycode, m.keycode);
+      e->flags |= kFlagNonCoalesced;
+      events_.setIntegerValueField(e, kCGKeyboardEventKeycode, kModifierKeys[i].keycode);
       events_.dispatchHardware(e);
     }
   }
 }
 
-void InputDevices::key(const std::string& characters, uint16_t keycode, bool down) {
+void InputDevices::key(uint16_t keycode, bool down, std::optional<std::string> characters,
+                       std::optional<std::string> ignoringModifiers) {
+  HeldKey key{keycode, std::move(characters), std::move(ignoringModifiers)};
+  // A press takes over the repeat from the key held before it; the repeating key's release
+  // ends it.
+  if (down || (repeating_ && repeating_->keycode == keycode)) {
+    ++repeatGeneration_;
+    repeating_.reset();
+  }
+  postKey(key, down, false);
+  if (down) {
+    repeating_ = std::move(key);
+    scheduleRepeat(kKeyRepeatDelay);
+  }
+}
+
+void InputDevices::scheduleRepeat(double delay) {
+  scheduler_.scheduleGuarded(scheduler_.now() + delay, Scheduler::kSystemLane, "key repeat",
+                             &repeatGeneration_, [this] {
+                               if (!repeating_) return;
+                               postKey(*repeating_, true, true);
+                               scheduleRepeat(kKeyRepeatInterval);
+                             });
+}
+
+// The characters follow the modifiers held when the event is made, so a repeat after a
+// Shift press types capitals.
+void InputDevices::postKey(const HeldKey& key, bool down, bool autorepeat) {
   CGEventRef e = make(down ? kCGEventKeyDown : kCGEventKeyUp);
-  events_.setIntegerValueField(e, kCGKeyboardEventKeycode, keycode);
-  copyCharacters(e->characters, characters);
-  copyCharacters(e->charactersIgnoringModifiers, characters);
+  e->flags |= kFlagNonCoalesced;
+  std::optional<KeyCharacters> layout = layoutCharacters(key.keycode, world_.modifierFlags);
+  if (layout) e->flags |= layout->keyFlags;
+  std::string typed = key.characters.value_or(layout ? layout->characters : std::string());
+  std::string ignoring = key.ignoringModifiers.value_or(layout ? layout->ignoringModifiers : typed);
+  e->characters.assign(typed);
+  e->charactersIgnoringModifiers.assign(ignoring);
+  events_.setIntegerValueField(e, kCGKeyboardEventKeycode, key.keycode);
+  events_.setIntegerValueField(e, kCGKeyboardEventAutorepeat, autorepeat ? 1 : 0);
   events_.dispatchHardware(e);
 }
 

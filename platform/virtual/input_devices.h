@@ -9,22 +9,17 @@
 #include <string>
 
 #include "event_system.h"
+#include "keyboard_layout.h"
+#include "scheduler.h"
 #include "trackpad_gestures.h"
 #include "world.h"
 
 namespace vsession {
 
-// Modifier names as scenarios write them, with their flag masks and key codes.
-struct ModifierKey {
-  const char* name;
-  uint64_t mask;
-  uint16_t keycode;
-};
-const ModifierKey* findModifier(const std::string& name);
-
 class InputDevices {
  public:
-  InputDevices(World& world, EventSystem& events) : world_(world), events_(events) {}
+  InputDevices(World& world, EventSystem& events, Scheduler& scheduler)
+      : world_(world), events_(events), scheduler_(scheduler) {}
 
   // Moves the cursor to `to` (kept on the screens): mouse-moved, or dragged while a button
   // is held.
@@ -39,21 +34,42 @@ class InputDevices {
   // One trackpad event: a touch frame (gesture, type 29), or a continuous scroll event with
   // precise pixel deltas and its scroll or momentum phase.
   void trackpad(const TrackpadStep& step);
-  // The set of held modifiers becomes `flags`: one flags-changed event per key that changed.
-  void setModifiers(uint64_t flags);
-  void key(const std::string& characters, uint16_t keycode, bool down);
+  // The held modifier keys become `keys` (bit i for kModifierKeys[i]; Caps Lock's bit is
+  // its lock): one flags-changed event per key that changed, releases first.
+  void setModifierKeys(uint32_t keys);
+  // The same by generic masks, each raised by its left-side key.
+  void setModifiers(uint64_t masks) { setModifierKeys(modifierKeysForMasks(masks)); }
+  // A key goes down or up. Its characters come from the layout unless given; a key held
+  // down repeats at the system's rate until it goes up or another key goes down.
+  void key(uint16_t keycode, bool down, std::optional<std::string> characters = std::nullopt,
+           std::optional<std::string> ignoringModifiers = std::nullopt);
   // An event of any type with the given fields, at the cursor.
   void raw(port::CGEventType type, const std::map<port::CGEventField, double>& fields,
            uint64_t flags);
 
  private:
   static constexpr double kDoubleClickInterval = 0.5;
+  // The system's default key repeat: InitialKeyRepeat 25 and KeyRepeat 6, in 15 ms units.
+  static constexpr double kKeyRepeatDelay = 0.375;
+  static constexpr double kKeyRepeatInterval = 0.09;
+
+  struct HeldKey {
+    uint16_t keycode = 0;
+    std::optional<std::string> characters;
+    std::optional<std::string> ignoringModifiers;
+  };
+  void postKey(const HeldKey& key, bool down, bool autorepeat);
+  void scheduleRepeat(double delay);
 
   port::CGEventRef make(port::CGEventType type);
   void markStylus(port::CGEventRef e);
 
   World& world_;
   EventSystem& events_;
+  Scheduler& scheduler_;
+  uint32_t heldModifierKeys_ = 0;
+  std::optional<HeldKey> repeating_;
+  uint64_t repeatGeneration_ = 0;  // a key event ends the repeat scheduled before it
   int64_t mouseEventNumber_ = 0;
   int lastClickButton_ = -1;
   double lastClickTime_ = 0;

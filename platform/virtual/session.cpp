@@ -24,7 +24,7 @@ VirtualSession::VirtualSession(const SessionConfig& config)
       trace_(config.startTime),
       threading_(scheduler_, faults_),
       events_(scheduler_, threading_, world_, trace_, faults_),
-      input_(world_, events_) {
+      input_(world_, events_, scheduler_) {
   world_.screens = config.screens;
   world_.cursor = world_.clampToScreens(config.cursor);
   world_.apps = config.apps;

@@ -134,7 +134,7 @@ void schedule(Places& places, const InputStep& step) {
         } else if constexpr (std::is_same_v<T, MoveInput>) {
           places.at(p->t, [&input, action] { input.moveTo(action->to); });
         } else if constexpr (std::is_same_v<T, ModifiersInput>) {
-          places.at(p->t, [&input, action] { input.setModifiers(action->flags); });
+          places.at(p->t, [&input, action] { input.setModifierKeys(action->keys); });
         } else if constexpr (std::is_same_v<T, ButtonInput>) {
           // Without "down" the step is a click: press now, release 0.08 s later.
           bool down = action->down.value_or(true);
@@ -146,10 +146,13 @@ void schedule(Places& places, const InputStep& step) {
           }
         } else if constexpr (std::is_same_v<T, KeyInput>) {
           bool down = action->down.value_or(true);
-          places.at(p->t, [&input, action, down] { input.key(action->chars, action->code, down); });
+          places.at(p->t, [&input, action, down] {
+            input.key(action->code, down, action->chars, action->ignoring);
+          });
           if (!action->down) {
-            places.at(p->t + 0.08,
-                      [&input, action] { input.key(action->chars, action->code, false); });
+            places.at(p->t + 0.08, [&input, action] {
+              input.key(action->code, false, action->chars, action->ignoring);
+            });
           }
         } else if constexpr (std::is_same_v<T, TrackpadInput>) {
           places.at(p->t, [&input, action] { input.trackpad(action->step); });

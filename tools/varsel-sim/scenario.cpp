@@ -13,6 +13,7 @@
 #include <nlohmann/json.hpp>
 
 #include "Commonprefs.h"
+#include "platform/virtual/event_record.h"
 #include "platform/virtual/input_devices.h"
 #include "platform/virtual/plist_codec.h"
 #include "platform/virtual/system_services.h"
@@ -429,12 +430,13 @@ InputStep readInput(const Node& node, const std::string& file) {
   } else if (k == "modifiers") {
     ModifiersInput m;
     for (const Node& name : n.elements()) {
-      const vsession::ModifierKey* key = vsession::findModifier(name.string());
-      if (!key) {
+      int key = vsession::findModifierKey(name.string());
+      if (key < 0) {
         name.fail("unknown modifier \"" + name.string() +
-                  "\" (command, shift, control, option, fn, capsLock)");
+                  "\" (command, shift, control, option, fn, capsLock, rightShift, "
+                  "rightControl, rightOption, rightCommand)");
       }
-      m.flags |= key->mask;
+      m.keys |= 1u << key;
     }
     step.action = m;
   } else if (k == "button") {
@@ -445,11 +447,19 @@ InputStep readInput(const Node& node, const std::string& file) {
     if (n.has("stylus")) b.stylus = static_cast<uint64_t>(n.at("stylus").integerIn(1, 7));
     step.action = b;
   } else if (k == "key") {
-    n.expectObject({"chars", "code", "down"});
+    n.expectObject({"chars", "ignoring", "code", "down"});
     KeyInput key;
-    key.chars = n.at("chars").string();
-    if (key.chars.size() > 15) n.at("chars").fail("at most 15 bytes of characters");
     key.code = static_cast<uint16_t>(n.at("code").integerIn(0, 0xFFFF));
+    for (auto [name, text] : {std::pair{"chars", &key.chars}, {"ignoring", &key.ignoring}}) {
+      if (!n.has(name)) continue;
+      *text = n.at(name).string();
+      if ((*text)->size() > port::KeyText::kCapacity) {
+        n.at(name).fail("at most 31 bytes of characters");
+      }
+    }
+    if (!key.chars && !vsession::layoutCharacters(key.code, 0)) {
+      n.fail("the layout has no characters for this key code: give \"chars\"");
+    }
     if (n.has("down")) key.down = n.at("down").boolean();
     step.action = key;
   } else if (k == "trackpad") {

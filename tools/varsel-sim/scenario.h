@@ -68,7 +68,7 @@ struct MoveInput {
   double rate = 125;
 };
 struct ModifiersInput {
-  uint64_t flags = 0;
+  uint32_t keys = 0;  // bit i for vsession::kModifierKeys[i]
 };
 struct ButtonInput {
   int number = 0;
@@ -76,7 +76,8 @@ struct ButtonInput {
   uint64_t stylus = 0;       // a tablet stylus's buttons (4 upper, 2 lower, 1 tip) pressing it
 };
 struct KeyInput {
-  std::string chars;
+  std::optional<std::string> chars;     // absent: the layout's for the code
+  std::optional<std::string> ignoring;  // the characters ignoring modifiers
   uint16_t code = 0;
   std::optional<bool> down;  // absent: a press and release
 };
