@@ -6,9 +6,11 @@
 #include "VAevent.h"
 #include "VAgrab.h"
 #include "VAhover.h"
+#include "VAkeys.h"
 #include "VAremote.h"
 #include "VAstate.h"
 #include "VAtapMgr.h"
+#include "VAutils.h"
 #include "VAvector.h"
 #include "allocation_counter.h"
 #include "bgDelegate.h"
@@ -48,6 +50,9 @@ void timeEvents(benchmark::State& state, F body, double settle = 0) {
   vsession::VirtualSession& session = agent().session;
   uint64_t allocations = 0;
   int batch = 0;
+  // One untimed batch first, so that the session's own queues have grown to a batch's size.
+  for (int i = 0; i < 256; ++i) body();
+  if (settle != kNothingRunsBetween) session.runUntil(session.elapsed() + settle);
   for (auto _ : state) {
     uint64_t before = bench_support::allocationCount();
     body();
@@ -250,6 +255,94 @@ void BM_VectorTick(benchmark::State& state) {
   session.runUntil(session.elapsed() + 1);
 }
 BENCHMARK(BM_VectorTick);
+
+// Every key and modifier change asks for a run-timer pass 0.05 s later; the session runs
+// those between batches, as the main thread would.
+constexpr double kRunTimerSoon = 0.06;
+
+// A modifier change that triggers nothing: Shift alone, on its way through the tap, the
+// chords, the tap test and the run timer's nudge.
+void BM_FlagsChangedNoMatch(benchmark::State& state) {
+  vsession::EventSystem& events = agent().session.events();
+  CGEventRef shift = events.newEvent(kCGEventFlagsChanged);
+  events.setFlags(shift, kCGEventFlagMaskShift | 0x102);
+  CGEventRef none = events.newEvent(kCGEventFlagsChanged);
+  events.setFlags(none, 0x100);
+  bool down = false;
+  timeEvents(
+      state,
+      [&] {
+        down = !down;
+        CGEventRef e = down ? shift : none;
+        benchmark::DoNotOptimize(MyEventTapCallBack(nullptr, kCGEventFlagsChanged, e, nullptr));
+      },
+      kRunTimerSoon);
+  events.release(shift);
+  events.release(none);
+}
+BENCHMARK(BM_FlagsChangedNoMatch);
+
+CGEventRef newKeyDown(uint16_t code, const char* characters) {
+  vsession::EventSystem& events = agent().session.events();
+  CGEventRef key = events.newEvent(kCGEventKeyDown);
+  events.setFlags(key, 0x100);
+  events.setIntegerValueField(key, kCGKeyboardEventKeycode, code);
+  key->characters.assign(characters);
+  key->charactersIgnoringModifiers.assign(characters);
+  return key;
+}
+
+// A typed key on the main thread's key tap: nothing runs, it passes.
+void BM_KeyDownNoMatch(benchmark::State& state) {
+  CGEventRef key = newKeyDown(38, "j");
+  timeEvents(
+      state,
+      [&] {
+        benchmark::DoNotOptimize(keyEventTapCallBack(nullptr, kCGEventKeyDown, key, nullptr));
+      },
+      kRunTimerSoon);
+  agent().session.events().release(key);
+}
+BENCHMARK(BM_KeyDownNoMatch);
+
+// A keyboard-scroll hot key that acts every time (its bounce window cleared): a flick
+// handed to the main queue and the repeat kept running.
+void BM_KeyDownHotKeyActs(benchmark::State& state) {
+  PrefsRecord& prefs = *prefs_bgprefs();
+  prefs.keysHKDownOn = 1;
+  prefs.keysHotKeyDownMods = 0;
+  prefs.keysHotKeyDownChar = 'j';
+  CGEventRef key = newKeyDown(38, "j");
+  timeEvents(
+      state,
+      [&] {
+        VAevent_statics().sLastKeysHotKeyDown = 0;
+        benchmark::DoNotOptimize(keyEventTapCallBack(nullptr, kCGEventKeyDown, key, nullptr));
+      },
+      kRunTimerSoon);
+  if (!keys_repeatStarted()) state.SkipWithError("the hot key did not act");
+  agent().session.events().release(key);
+  prefs.keysHKDownOn = 0;
+  stopAllScrolling();
+  stopCoast();
+  agent().session.runUntil(agent().session.elapsed() + 1);
+}
+BENCHMARK(BM_KeyDownHotKeyActs);
+
+// One tick of the keyboard repeat, a tick after the last.
+void BM_KeyRepeatTick(benchmark::State& state) {
+  keys_doAction(kKeyActionDown);
+  keys_doRepeat(kKeyActionDown);
+  stopCoast();
+  VAkeysStatics& keys = VAkeys_statics();
+  timeEvents(state, [&] {
+    keys.sRepeatLastTime = utils_now() - 1.0 / 60;
+    repeatProc(nullptr, nullptr);
+  });
+  stopAllScrolling();
+  agent().session.runUntil(agent().session.elapsed() + 1);
+}
+BENCHMARK(BM_KeyRepeatTick);
 
 // How often the hand's follow loop wakes its queue per virtual second while the hand
 // shows, and after it is hidden.
