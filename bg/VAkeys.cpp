@@ -17,7 +17,7 @@ namespace {
 VAkeysStatics s;
 
 constexpr double kTick = static_cast<double>(1.0f / 60);  // 0.01666666753590107
-constexpr double kRampPerTick = static_cast<double>(20.0f / 3);
+constexpr double kRampPerTick = 6.666666984558105;        // the single-precision tick times 400
 constexpr double kTooSoon = 0.0014;  // a tick this close to the last one does nothing
 constexpr double kStale = 0.25;      // a tick this late only resets the timing base
 constexpr double kFlickScale = 2.500000238418579;
@@ -76,11 +76,15 @@ void startRepeatTimer() {
     s.sTimer = runLoops.timerCreate(first, kTick, repeatProc, nullptr);
     if (!s.sTimer) return;  // no repeat: the flick stands alone
   }
-  // The run loop of the thread that asked: the event thread for chords.
-  if (CFRunLoopRef current = runLoops.getCurrent()) {
-    if (!runLoops.containsTimer(current, s.sTimer, RunLoopMode::kDefault)) {
-      runLoops.addTimer(current, s.sTimer, RunLoopMode::kDefault);
-    }
+  // The run loop of the thread that asked: the event thread for chords. Without one there
+  // is no repeat, and none may seem to run.
+  CFRunLoopRef current = runLoops.getCurrent();
+  if (!current) {
+    keys_stopRepeat();
+    return;
+  }
+  if (!runLoops.containsTimer(current, s.sTimer, RunLoopMode::kDefault)) {
+    runLoops.addTimer(current, s.sTimer, RunLoopMode::kDefault);
   }
   runLoops.timerSetNextFireDate(s.sTimer, first);
   s.sRepeatLastTime = now;
