@@ -8,6 +8,7 @@
 #include "VAremote.h"
 #include "VAscroll.h"
 #include "VAstate.h"
+#include "VAtapMgr.h"
 #include "VAutils.h"
 #include "platform/api/platform.h"
 
@@ -76,15 +77,16 @@ void startRepeatTimer() {
     s.sTimer = runLoops.timerCreate(first, kTick, repeatProc, nullptr);
     if (!s.sTimer) return;  // no repeat: the flick stands alone
   }
-  // The run loop of the thread that asked: the event thread for chords. Without one there
-  // is no repeat, and none may seem to run.
-  CFRunLoopRef current = runLoops.getCurrent();
-  if (!current) {
+  // The repeat always ticks on the event thread, where the chords start it, even when a
+  // hot key on the main thread asks: one thread moves its statics. Before that thread
+  // exists there is no repeat, and none may seem to run.
+  CFRunLoopRef eventLoop = VAtapMgr_statics().sEventThreadRunLoop;
+  if (!eventLoop) {
     keys_stopRepeat();
     return;
   }
-  if (!runLoops.containsTimer(current, s.sTimer, RunLoopMode::kDefault)) {
-    runLoops.addTimer(current, s.sTimer, RunLoopMode::kDefault);
+  if (!runLoops.containsTimer(eventLoop, s.sTimer, RunLoopMode::kDefault)) {
+    runLoops.addTimer(eventLoop, s.sTimer, RunLoopMode::kDefault);
   }
   runLoops.timerSetNextFireDate(s.sTimer, first);
   s.sRepeatLastTime = now;

@@ -34,7 +34,8 @@ void keys_initPrefs();
 // True to swallow the event.
 bool keys_processModsAndCkIfShouldEatEvent(uint64_t flags);
 void keys_doAction(int32_t action);
-// Starts the repeat for an action 0..3 after that action ran, unless one runs already.
+// Starts the repeat for an action 0..3 after that action ran, unless one runs already; it
+// ticks on the event thread whichever thread asks.
 void keys_doRepeat(int32_t action);
 void keys_stopRepeat();
 void stopScrollKeysRepeat();

@@ -13,6 +13,7 @@
 #include "VAkeys.h"
 #include "VAremote.h"
 #include "VAstate.h"
+#include "VAtapMgr.h"
 #include "VAutils.h"
 #include "VAvector.h"
 #include "acc/blockAtomic.h"
@@ -124,7 +125,9 @@ TEST_F(KeyboardTriggersTest, KeyboardScrollHotKeyActsOncePerBounceAndStopsItsRep
   runFor(0.01);
   double first = event.sLastKeysHotKeyDown;
   EXPECT_DOUBLE_EQ(first, agent.session().absolute(1));
-  EXPECT_TRUE(keys_repeatStarted());
+  ASSERT_TRUE(keys_repeatStarted());
+  // Asked on the main thread, where keys arrive, the repeat ticks on the event thread.
+  EXPECT_EQ(VAkeys_statics().sTimer->loop, VAtapMgr_statics().sEventThreadRunLoop);
   key(kKeyJ, false);
   EXPECT_FALSE(keys_repeatStarted());
   runFor(0.1);
