@@ -10,6 +10,7 @@
 #include "bgDelegate.h"
 #include "main.h"
 #include "platform/virtual/session.h"
+#include "platform/virtual/ui_builders.h"
 
 namespace testing_support {
 
@@ -26,6 +27,14 @@ inline vsession::SessionConfig twoWindowConfig() {
                     {201, 502, {{700, 200}, {600, 500}}, "Notes", 0, false, {}}};
   config.frontPid = 501;
   config.cursor = {400, 400};
+  return config;
+}
+
+// The same with Reader's window holding a scroll area of 800 x 560 (Quartz 100,140 to
+// 900,700), its content half scrolled so that both hover zones exist.
+inline vsession::SessionConfig readerPageConfig() {
+  vsession::SessionConfig config = twoWindowConfig();
+  config.windows[0].ui = {vsession::uiScrollArea({{100, 140}, {800, 560}}, {800, 5000}, 2000, {})};
   return config;
 }
 

@@ -17,17 +17,9 @@ namespace {
 using namespace port;
 using testing_support::AgentSession;
 
-// Reader's window with a scroll area of 800 x 560 (Quartz 100,140 to 900,700), its content
-// half scrolled so that both zones exist.
-vsession::SessionConfig pageConfig() {
-  vsession::SessionConfig config = testing_support::twoWindowConfig();
-  config.windows[0].ui = {vsession::uiScrollArea({{100, 140}, {800, 560}}, {800, 5000}, 2000, {})};
-  return config;
-}
-
 class HoverTest : public ::testing::Test {
  protected:
-  HoverTest() : agent(pageConfig()) {
+  HoverTest() : agent(testing_support::readerPageConfig()) {
     prefs.hoverOn = 1;
     agent.runUntil(1);
   }

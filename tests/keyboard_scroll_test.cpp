@@ -13,7 +13,6 @@
 #include "VAstate.h"
 #include "VAutils.h"
 #include "agent_session.h"
-#include "platform/virtual/ui_builders.h"
 
 namespace {
 
@@ -25,15 +24,9 @@ constexpr uint64_t kControl = kCGEventFlagMaskControl;
 constexpr uint64_t kOption = kCGEventFlagMaskAlternate;
 constexpr uint64_t kCommand = kCGEventFlagMaskCommand;
 
-vsession::SessionConfig pageConfig() {
-  vsession::SessionConfig config = testing_support::twoWindowConfig();
-  config.windows[0].ui = {vsession::uiScrollArea({{100, 140}, {800, 560}}, {800, 5000}, 2000, {})};
-  return config;
-}
-
 class KeyboardScrollTest : public ::testing::Test {
  protected:
-  KeyboardScrollTest() : agent(pageConfig()) { agent.runUntil(1); }
+  KeyboardScrollTest() : agent(testing_support::readerPageConfig()) { agent.runUntil(1); }
 
   double now() { return agent.session().elapsed(); }
   void runFor(double seconds) { agent.runUntil(now() + seconds); }
@@ -106,7 +99,7 @@ TEST(KeyboardChordTest, WhatFiresDependsOnTheOtherModifiersAndTheHotKeys) {
        kKeyActionUp},
   };
   for (const auto& c : chords) {
-    AgentSession agent(pageConfig());
+    AgentSession agent(testing_support::readerPageConfig());
     agent.runUntil(1);
     prefs_bgprefs()->keysHKUpOn = c.upHotKeyOn;
     for (uint64_t held : c.presses) {

@@ -19,7 +19,6 @@
 #include "acc/blockAtomic.h"
 #include "agent_session.h"
 #include "platform/virtual/threading.h"
-#include "platform/virtual/ui_builders.h"
 
 namespace {
 
@@ -34,17 +33,9 @@ constexpr uint16_t kKeyJ = 38;
 constexpr uint16_t kKeyG = 5;
 constexpr uint16_t kKeyV = 9;
 
-// Reader's window with a scroll area of 800 x 560 (Quartz 100,140 to 900,700), half
-// scrolled, so that autoscroll has both zones.
-vsession::SessionConfig pageConfig() {
-  vsession::SessionConfig config = testing_support::twoWindowConfig();
-  config.windows[0].ui = {vsession::uiScrollArea({{100, 140}, {800, 560}}, {800, 5000}, 2000, {})};
-  return config;
-}
-
 class KeyboardTriggersTest : public ::testing::Test {
  protected:
-  KeyboardTriggersTest() : agent(pageConfig()) { agent.runUntil(1); }
+  KeyboardTriggersTest() : agent(testing_support::readerPageConfig()) { agent.runUntil(1); }
 
   double now() { return agent.session().elapsed(); }
   void runFor(double seconds) { agent.runUntil(now() + seconds); }
@@ -92,7 +83,7 @@ TEST(ModifierTapTest, OnlyACleanTapOfTheModifierStartsAutoscrollInItsDirection) 
       {"Control taps upward", kControl, 0.1, 0, false, 0, true},
   };
   for (const auto& c : taps) {
-    AgentSession agent(pageConfig());
+    AgentSession agent(testing_support::readerPageConfig());
     agent.runUntil(1);
     auto& input = agent.input();
     if (c.typedBefore) {

@@ -9,7 +9,6 @@
 #include "VAshow.h"
 #include "VAstate.h"
 #include "agent_session.h"
-#include "platform/virtual/ui_builders.h"
 
 namespace {
 
@@ -106,9 +105,8 @@ TEST(ZoneDrag, ADraggedZoneIsRememberedInTheNextRun) {
   std::filesystem::path home = std::filesystem::path(::testing::TempDir()) / "varsel-zone-home";
   std::filesystem::remove_all(home);
   std::filesystem::create_directories(home / "Library/Preferences");
-  vsession::SessionConfig config = testing_support::twoWindowConfig();
+  vsession::SessionConfig config = testing_support::readerPageConfig();
   config.home = home;
-  config.windows[0].ui = {vsession::uiScrollArea({{100, 140}, {800, 560}}, {800, 5000}, 2000, {})};
   config.cursor = {400, 160};  // in the up zone (Quartz 140 to 190)
   auto upWindowTop = [](AgentSession& agent) {
     const OverlayWindow* up = agent.session().overlayWindows().windowNamed("zoneUp");
