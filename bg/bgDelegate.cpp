@@ -96,7 +96,8 @@ void bgDelegate::applicationDidFinishLaunching() {
   // Closing a menu is a moment when the user may just have moved the agent's bundle.
   notifications.addObserver(nullptr, "com.apple.HIToolbox.endMenuTrackingNotification",
                             [](void*, std::string_view, const PlistDict&) { periodicCk(); });
-  waitingCall(Waiting::handleURLEvent_withReplyEvent);
+  platform().urlEvents->setGetURLHandler(
+      nullptr, [](void*, std::string_view url) { handleURLEvent_withReplyEvent(url); });
   // Before 10.10 accessibility was a global switch, not a per-application permission.
   if (sysvers() < kYosemite) {
     dispatchMainWithAutoreleasePool([] { finishStartup(); });

@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "VAux.h"
 #include "bgprefs.h"
@@ -44,6 +45,9 @@ class bgDelegate {
   // Main thread (key events): asks the dispatcher without a bars record.
   static port::CGEventRef eventForEventOnMain(port::CGEventRef event);
   static void postVAEvent(int kind);
+  // The get-URL event (main thread): a command of the agent's scheme becomes its VA event;
+  // anything else is ignored without a word.
+  static void handleURLEvent_withReplyEvent(std::string_view url);
   // Any thread: tells the pane which key was pressed while it waited for one.
   static void notifyKeyPressed_mods(int keyCode, uint32_t flags);
   static void handleVAEvent(int kind);
@@ -71,6 +75,9 @@ class bgDelegate {
   // Whenever the user closes a menu: checks where the agent's bundle now lies.
   static void periodicCk();
 };
+
+// The VA event a URL's command asks for, or 0 when the URL is not a command.
+int urlCommand_vaEvent(std::string_view url);
 
 // Whether the process may use the accessibility interface.
 bool isAssistiveEnabled();

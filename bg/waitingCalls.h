@@ -13,7 +13,6 @@
 // live in, from the project's root.
 // clang-format off
 #define VARSEL_WAITING_CALLS(X)                                                            \
-  X(handleURLEvent_withReplyEvent, "handleURLEvent:withReplyEvent:", "bg/bgDelegate_url.cpp") \
   X(install_start, "start", "bg/VAinstall.cpp")                                            \
   X(checkNeedToRemovePrevVersion, "checkNeedToRemovePrevVersion", "bg/VAinstall.cpp")      \
   X(install_setOpenAtLogin, "install_setOpenAtLogin", "bg/VAinstall.cpp")                  \

@@ -156,9 +156,11 @@ void EventSystem::sourceSetUserData(CGEventSourceRef source, int64_t userData) {
 // posted mouse movement moves the cursor to its location, as the window server does.
 void EventSystem::post(CGEventTapLocation location, CGEventRef e) {
   if (!e) return;
+  // The window server takes a posted movement's position in the order of the calls that
+  // reach it, so a warp made after the post wins; the event itself goes its way later.
+  if (isMouseMoveType(e->type)) world_.moveCursor(e->location);
   retain(e);
   scheduler_.schedule(scheduler_.now(), Scheduler::kSystemLane, "post", [this, location, e] {
-    if (isMouseMoveType(e->type)) world_.moveCursor(e->location);
     if (location == kCGAnnotatedSessionEventTap) {
       deliver(e);
       release(e);

@@ -169,6 +169,9 @@ void schedule(Places& places, const InputStep& step) {
             if (action->s) message["s"] = PlistValue(*action->s);
             session.paneSend(message);
           });
+        } else if constexpr (std::is_same_v<T, UrlInput>) {
+          // Before the agent installs its handler the system has nobody to give it to.
+          places.at(p->t, [&session, action] { session.urlEvents().open(action->url); });
         } else {
           places.at(p->t,
                     [&input, action] { input.raw(action->type, action->fields, action->flags); });

@@ -392,11 +392,11 @@ std::vector<ReplayInput::Event> readRecording(const Node& where, const std::stri
 
 InputStep readInput(const Node& node, const std::string& file) {
   static constexpr std::initializer_list<const char*> kKinds = {
-      "wheel", "move", "modifiers", "button", "key",
-      "event", "pane", "trackpad",  "swipe",  "replay"};
+      "wheel", "move",     "modifiers", "button", "key", "event",
+      "pane",  "trackpad", "swipe",     "replay", "url"};
   node.expectObject({"t", "wheel", "move", "modifiers", "button", "key", "event", "pane",
-                     "trackpad", "swipe", "replay"},
-                    {"url", "notification", "dialog", "helper", "sleep"});
+                     "trackpad", "swipe", "replay", "url"},
+                    {"notification", "dialog", "helper", "sleep"});
   InputStep step;
   step.t = node.at("t").numberIn(0, 1e6);
   const char* kind = nullptr;
@@ -408,7 +408,7 @@ InputStep readInput(const Node& node, const std::string& file) {
   if (!kind) {
     node.fail(
         "missing the input: one of wheel, move, modifiers, button, key, event, pane, trackpad, "
-        "swipe, replay");
+        "swipe, replay, url");
   }
   Node n = node.at(kind);
   std::string k = kind;
@@ -446,6 +446,8 @@ InputStep readInput(const Node& node, const std::string& file) {
     if (n.has("down")) b.down = n.at("down").boolean();
     if (n.has("stylus")) b.stylus = static_cast<uint64_t>(n.at("stylus").integerIn(1, 7));
     step.action = b;
+  } else if (k == "url") {
+    step.action = UrlInput{n.string()};
   } else if (k == "key") {
     n.expectObject({"chars", "ignoring", "code", "down"});
     KeyInput key;

@@ -113,6 +113,11 @@ struct ReplayInput {
   std::vector<Event> events;
 };
 
+// A URL opened as the system's get-URL event would bring it, any text at all.
+struct UrlInput {
+  std::string url;
+};
+
 // A message of the preference pane to the agent.
 struct PaneInput {
   int64_t m = 0;
@@ -122,7 +127,7 @@ struct PaneInput {
 struct InputStep {
   double t = 0;
   std::variant<WheelInput, MoveInput, ModifiersInput, ButtonInput, KeyInput, RawEventInput,
-               PaneInput, TrackpadInput, SwipeInput, ReplayInput>
+               PaneInput, TrackpadInput, SwipeInput, ReplayInput, UrlInput>
       action;
 };
 
