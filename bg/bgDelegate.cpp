@@ -12,6 +12,7 @@
 #include "VAutils.h"
 #include "VAvector.h"
 #include "acc/blockAtomic.h"
+#include "tarnwickCkUpdate.h"
 #include "platform/api/platform.h"
 #include "waitingCalls.h"
 
@@ -87,6 +88,7 @@ void bgDelegate::applicationDidFinishLaunching() {
   grab_initPrefs();
   vector_initPrefs();
   keys_initPrefs();
+  ckUpdate_init();
   utils_cacheNSScreenFrames_force(false);
   openAgentPort();
   Notifications& notifications = *platform().notifications;

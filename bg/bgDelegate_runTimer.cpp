@@ -15,7 +15,7 @@
 #include "acc/blockAtomic.h"
 #include "bgDelegate.h"
 #include "platform/api/platform.h"
-#include "waitingCalls.h"
+#include "tarnwickCkUpdate.h"
 
 using namespace port;
 
@@ -205,7 +205,7 @@ void bgDelegate::runTimer() {
   if (prefs_hoverEngineOn()) VAshow::showActiveZones(&s.bars);
   if (t - s.lastScheduleUpdateCheck > kUpdateCheckScheduleInterval) {
     s.lastScheduleUpdateCheck = t;
-    dispatchMainWithAutoreleasePool([] { waitingCall(Waiting::prefs_scheduleUpdateCheck); });
+    dispatchMainWithAutoreleasePool([] { prefs_scheduleUpdateCheck(); });
   }
 }
 

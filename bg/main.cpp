@@ -18,6 +18,7 @@
 #include "bgDelegate.h"
 #include "bgprefs.h"
 #include "platform/api/platform.h"
+#include "tarnwickCkUpdate.h"
 #include "waitingCalls.h"
 
 void agent_resetModules() {
@@ -38,6 +39,7 @@ void agent_resetModules() {
   bgprefs_reset();
   Commonprefs_reset();
   Offsets_reset();
+  tarnwickCkUpdate_reset();
   waitingCalls_reset();
 }
 

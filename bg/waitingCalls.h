@@ -16,8 +16,7 @@
   X(install_start, "start", "bg/VAinstall.cpp")                                            \
   X(checkNeedToRemovePrevVersion, "checkNeedToRemovePrevVersion", "bg/VAinstall.cpp")      \
   X(install_setOpenAtLogin, "install_setOpenAtLogin", "bg/VAinstall.cpp")                  \
-  X(bgAppDelegate_validatePath, "bgAppDelegate_validatePath", "bg/VAinstall.cpp")          \
-  X(prefs_scheduleUpdateCheck, "prefs_scheduleUpdateCheck", "bg/tarnwickCkUpdate.cpp")
+  X(bgAppDelegate_validatePath, "bgAppDelegate_validatePath", "bg/VAinstall.cpp")
 // clang-format on
 
 enum class Waiting : uint8_t {

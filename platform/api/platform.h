@@ -31,6 +31,7 @@ struct Platform {
   OverlayWindows* overlayWindows = nullptr;
   Preferences* preferences = nullptr;
   KeyedArchiver* keyedArchiver = nullptr;
+  PropertyListSerialization* propertyLists = nullptr;
   Files* files = nullptr;
   SystemFacts* systemFacts = nullptr;
   Notifications* notifications = nullptr;

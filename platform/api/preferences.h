@@ -96,6 +96,13 @@ class KeyedArchiver {
 };
 
 // NSFileManager and NSSearchPathForDirectoriesInDomains for the user's folders.
+// +[NSPropertyListSerialization propertyListWithData:options:format:error:].
+class PropertyListSerialization {
+ public:
+  virtual ~PropertyListSerialization() = default;
+  virtual std::optional<PlistValue> propertyListWithData(const PlistData& data) = 0;
+};
+
 class Files {
  public:
   virtual ~Files() = default;

@@ -54,6 +54,12 @@ class Application {
   virtual std::string resourcePath() = 0;
   // +[NSBundle bundleWithIdentifier:]'s path; nullopt when no such bundle is loaded or known.
   virtual std::optional<std::string> bundlePathWithIdentifier(const std::string& identifier) = 0;
+  // The "CFBundleShortVersionString" of the bundle at `bundlePath`; nothing when absent.
+  virtual std::optional<std::string> bundleShortVersionString(const std::string& bundlePath) = 0;
+  // -[NSBundle localizedStringForKey:value:table:] of that bundle's default table: `value`
+  // when the key has no entry, or the key itself when `value` is empty.
+  virtual std::string localizedString(const std::string& bundlePath, const std::string& key,
+                                      const std::string& value) = 0;
 };
 
 }  // namespace port

@@ -1,6 +1,9 @@
 #include "channels.h"
 
+#include <iterator>
 #include <memory>
+
+#include "plist_json.h"
 
 namespace vsession {
 
@@ -83,10 +86,64 @@ bool VirtualURLEvents::open(const std::string& url) {
   return true;
 }
 
-void VirtualUserNotifications::deliverNotification(const std::string& title,
-                                                   const std::string& text,
-                                                   const std::string& actionURL) {
-  trace_.add(scheduler_.now(), "notify", {{"title", title}, {"text", text}, {"info", actionURL}});
+int64_t VirtualUserNotifications::deliverNotification(const std::string& title,
+                                                      const std::string& text,
+                                                      const PlistDict& userInfo) {
+  int64_t id = nextId_++;
+  delivered_[id] = userInfo;
+  trace_.add(scheduler_.now(), "notify",
+             {{"title", title}, {"text", text}, {"info", toJson(PlistValue(userInfo))}});
+  return id;
+}
+
+void VirtualUserNotifications::removeDeliveredNotification(int64_t id) {
+  delivered_.erase(id);
+}
+
+bool VirtualUserNotifications::clickNotification() {
+  if (delivered_.empty() || !activated_) return false;
+  auto last = std::prev(delivered_.end());
+  int64_t id = last->first;
+  auto info = std::make_shared<const PlistDict>(last->second);
+  scheduler_.schedule(scheduler_.now(), Scheduler::kMainLane, "notification",
+                      [this, id, info] { activated_(id, *info); });
+  return true;
+}
+
+namespace {
+nlohmann::json buttonsOf(const DialogTexts& d) {
+  nlohmann::json buttons = nlohmann::json::array({d.defaultButton});
+  if (d.secondButton) buttons.push_back(*d.secondButton);
+  return buttons;
+}
+}  // namespace
+
+void VirtualUserNotifications::showDialog(const DialogTexts& texts) {
+  dialog_ = texts;
+  trace_.add(scheduler_.now(), "dialog",
+             {{"title", texts.title},
+              {"text", texts.informativeText},
+              {"buttons", buttonsOf(texts)},
+              {"shown", true}});
+}
+
+void VirtualUserNotifications::hideDialog() {
+  if (!dialog_) return;
+  trace_.add(scheduler_.now(), "dialog",
+             {{"title", dialog_->title},
+              {"text", dialog_->informativeText},
+              {"buttons", buttonsOf(*dialog_)},
+              {"shown", false}});
+  dialog_.reset();
+}
+
+bool VirtualUserNotifications::pressDialogButton(const std::string& title) {
+  if (!dialog_ || !pressed_) return false;
+  bool isDefault = title == dialog_->defaultButton;
+  if (!isDefault && dialog_->secondButton != title) return false;
+  scheduler_.schedule(scheduler_.now(), Scheduler::kMainLane, "dialog",
+                      [this, isDefault] { pressed_(isDefault); });
+  return true;
 }
 
 int VirtualUserNotifications::runAlert(const std::string& message, const std::string& information,

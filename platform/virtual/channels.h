@@ -98,21 +98,42 @@ class VirtualURLEvents final : public port::URLEvents {
   port::URLEventCallBack callback_ = nullptr;
 };
 
-// User notifications, alerts and URL opens. An alert is answered at once with its first
-// button, as a user who reads it and presses the default would.
+// User notifications, the checker's dialog window, alerts and URL opens. An alert is
+// answered at once with its first button, as a user who reads it and presses the default
+// would; a notification and the dialog wait for the user (`clickNotification`,
+// `pressDialogButton`).
 class VirtualUserNotifications final : public port::UserNotifications {
  public:
   VirtualUserNotifications(Scheduler& scheduler, Trace& trace)
       : scheduler_(scheduler), trace_(trace) {}
-  void deliverNotification(const std::string& title, const std::string& text,
-                           const std::string& actionURL) override;
+  int64_t deliverNotification(const std::string& title, const std::string& text,
+                              const port::PlistDict& userInfo) override;
+  void setActivationHandler(port::NotificationActivatedCallBack callback) override {
+    activated_ = callback;
+  }
+  void removeDeliveredNotification(int64_t id) override;
+  void showDialog(const port::DialogTexts& texts) override;
+  void hideDialog() override;
+  void setDialogButtonHandler(port::DialogButtonCallBack callback) override { pressed_ = callback; }
   int runAlert(const std::string& message, const std::string& information,
                const std::vector<std::string>& buttons) override;
   bool openURL(const std::string& url) override;
 
+  // The user clicks the last notification delivered and still shown; false when none.
+  bool clickNotification();
+  // The user presses the dialog's button of that title; false when no such button shows.
+  bool pressDialogButton(const std::string& title);
+  const std::optional<port::DialogTexts>& dialog() const { return dialog_; }
+  size_t notificationsShown() const { return delivered_.size(); }
+
  private:
   Scheduler& scheduler_;
   Trace& trace_;
+  port::NotificationActivatedCallBack activated_ = nullptr;
+  port::DialogButtonCallBack pressed_ = nullptr;
+  std::map<int64_t, port::PlistDict> delivered_;
+  int64_t nextId_ = 1;
+  std::optional<port::DialogTexts> dialog_;  // while the window shows
 };
 
 }  // namespace vsession

@@ -82,6 +82,8 @@ VirtualSession::VirtualSession(const SessionConfig& config)
   platform_.messagePorts = &messagePorts_;
   platform_.urlEvents = &urlEvents_;
   platform_.userNotifications = &userNotifications_;
+  platform_.updateFetch = &updateFetch_;
+  platform_.propertyLists = &archiver_;
 
   // Every message the agent posts for the pane, whether a pane listens or not.
   notifications_.listen("com.tarnwick.v4bf", [this](const port::PlistDict& info) {
@@ -171,6 +173,12 @@ void VirtualSession::at(TaskId reserved, double seconds, port::Block action) {
 
 // The framework finishes launching on the main thread's first pass.
 void VirtualSession::AppPort::run(void (*applicationDidFinishLaunching)()) {
+  // From here on what is written to the preferences is the agent's doing.
+  s_.preferences_.setWriteObserver(
+      [this](const std::string& key, const std::optional<port::PlistValue>& value) {
+        s_.trace_.add(s_.scheduler_.now(), "prefs",
+                      {{"key", key}, {"value", value ? toJson(*value) : nlohmann::json()}});
+      });
   s_.scheduler_.schedule(s_.scheduler_.now(), Scheduler::kMainLane, "launch",
                          [applicationDidFinishLaunching] { applicationDidFinishLaunching(); });
 }
@@ -193,6 +201,22 @@ std::optional<std::string> VirtualSession::AppPort::bundlePathWithIdentifier(
   if (identifier == bundleIdentifier()) return bundlePath();
   if (identifier == "com.tarnwick.varsel4") return "/Library/PreferencePanes/Varsel.prefPane";
   return std::nullopt;
+}
+
+std::optional<std::string> VirtualSession::AppPort::bundleShortVersionString(
+    const std::string& bundlePath) {
+  if (bundlePath == this->bundlePath()) return s_.config_.agentVersion;
+  return std::nullopt;
+}
+
+std::string VirtualSession::AppPort::localizedString(const std::string& bundlePath,
+                                                     const std::string& key,
+                                                     const std::string& value) {
+  if (bundlePath == this->bundlePath()) {
+    auto found = s_.config_.strings.find(key);
+    if (found != s_.config_.strings.end()) return found->second;
+  }
+  return value.empty() ? key : value;
 }
 
 void VirtualSession::LogPort::log(std::string_view message) {

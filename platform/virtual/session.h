@@ -21,6 +21,7 @@
 #include "system_services.h"
 #include "threading.h"
 #include "trace.h"
+#include "web_fetch.h"
 #include "world.h"
 
 namespace vsession {
@@ -53,6 +54,11 @@ struct SessionConfig {
   bool recordWakes = false;
   // Where the files of the agent's bundle resources (its images) are read from.
   std::filesystem::path resourcesFolder = VARSEL_RESOURCES_DIR;
+  // The bundle's "CFBundleShortVersionString" and its default strings table.
+  std::string agentVersion = "4.2";
+  std::map<std::string, std::string> strings;
+  // The most real seconds an HTTP fetch may wait (see VirtualUpdateFetch).
+  std::optional<double> fetchRealTimeLimit;
 };
 
 class VirtualSession {
@@ -80,6 +86,8 @@ class VirtualSession {
   VirtualNotifications& notifications() { return notifications_; }
   VirtualMessagePorts& messagePorts() { return messagePorts_; }
   VirtualURLEvents& urlEvents() { return urlEvents_; }
+  VirtualUserNotifications& userNotifications() { return userNotifications_; }
+  VirtualUpdateFetch& updateFetch() { return updateFetch_; }
   const std::filesystem::path& home() const { return home_; }
 
   // The preference pane opens (its port appears) or closes.
@@ -114,6 +122,9 @@ class VirtualSession {
     std::string bundlePath() override;
     std::string resourcePath() override { return bundlePath() + "/Contents/Resources"; }
     std::optional<std::string> bundlePathWithIdentifier(const std::string& identifier) override;
+    std::optional<std::string> bundleShortVersionString(const std::string& bundlePath) override;
+    std::string localizedString(const std::string& bundlePath, const std::string& key,
+                                const std::string& value) override;
 
    private:
     VirtualSession& s_;
@@ -153,6 +164,7 @@ class VirtualSession {
   VirtualMessagePorts messagePorts_;
   VirtualURLEvents urlEvents_{scheduler_};
   VirtualUserNotifications userNotifications_{scheduler_, trace_};
+  VirtualUpdateFetch updateFetch_{config_.fetchRealTimeLimit};
   AppPort app_{*this};
   VirtualOverlayWindows overlayWindows_{trace_, scheduler_, app_.resourcePath(),
                                         config_.resourcesFolder};

@@ -105,6 +105,7 @@ void VirtualPreferences::setAppValue(const std::string& key, const std::optional
     d.values.erase(key);
   }
   d.dirty = true;
+  if (writeObserver_) writeObserver_(key, value);
 }
 
 bool VirtualPreferences::appSynchronize(const std::string& domain) {
@@ -131,6 +132,11 @@ PlistData VirtualArchiver::archivedDataWithRootObject(const PlistValue& root) {
 
 std::optional<PlistValue> VirtualArchiver::unarchiveObjectWithData(const PlistData& data) {
   return unarchive(data, ForeignClasses::kRefuse).value;
+}
+
+// A list over the session's size limit for property lists is refused, as a damaged one is.
+std::optional<PlistValue> VirtualArchiver::propertyListWithData(const PlistData& data) {
+  return readPlist(data).value;
 }
 
 std::optional<std::string> VirtualFiles::findFolder(uint32_t folderType) {

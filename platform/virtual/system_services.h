@@ -31,8 +31,14 @@ class VirtualPreferences final : public port::Preferences {
   // written it.
   bool appSynchronize(const std::string& domain) override;
   std::vector<std::string> copyKeyList(const std::string& domain) override;
+  // Told of every value set from now on (the agent's writes, once it runs).
+  void setWriteObserver(
+      std::function<void(const std::string& key, const std::optional<port::PlistValue>&)> o) {
+    writeObserver_ = std::move(o);
+  }
 
  private:
+  std::function<void(const std::string&, const std::optional<port::PlistValue>&)> writeObserver_;
   struct Domain {
     bool loaded = false;
     bool dirty = false;
@@ -44,8 +50,9 @@ class VirtualPreferences final : public port::Preferences {
   std::map<std::string, Domain> domains_;
 };
 
-class VirtualArchiver final : public port::KeyedArchiver {
+class VirtualArchiver final : public port::KeyedArchiver, public port::PropertyListSerialization {
  public:
+  std::optional<port::PlistValue> propertyListWithData(const port::PlistData& data) override;
   port::PlistData archivedDataWithRootObject(const port::PlistValue& root) override;
   std::optional<port::PlistValue> unarchiveObjectWithData(const port::PlistData& data) override;
 };

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <map>
+#include <optional>
 #include <sstream>
 #include <stdexcept>
 
@@ -10,9 +11,12 @@
 #include "bars_observer.h"
 #include "main.h"
 #include "platform/virtual/keyed_archive.h"
+#include "platform/virtual/plist_codec.h"
 #include "platform/virtual/session.h"
+#include "platform/virtual/web_server.h"
 #include "state_observer.h"
 #include "summary.h"
+#include "tarnwickCkUpdate.h"
 
 namespace sim {
 
@@ -34,6 +38,8 @@ vsession::SessionConfig sessionConfigFor(const Scenario& s, const RunOptions& op
   if (s.home) config.home = *s.home;
   config.frontPid = s.front;
   config.recordWakes = options.wakes;
+  if (s.agentVersion) config.agentVersion = *s.agentVersion;
+  if (s.date) config.startTime = *s.date;
   // The front application's windows lie above the others; otherwise the listed order holds.
   for (bool front : {true, false}) {
     for (const ScenarioApp& app : s.apps) {
@@ -172,6 +178,12 @@ void schedule(Places& places, const InputStep& step) {
         } else if constexpr (std::is_same_v<T, UrlInput>) {
           // Before the agent installs its handler the system has nobody to give it to.
           places.at(p->t, [&session, action] { session.urlEvents().open(action->url); });
+        } else if constexpr (std::is_same_v<T, NotificationInput>) {
+          places.at(p->t, [&session] { session.userNotifications().clickNotification(); });
+        } else if constexpr (std::is_same_v<T, DialogInput>) {
+          places.at(p->t, [&session, action] {
+            session.userNotifications().pressDialogButton(action->button);
+          });
         } else {
           places.at(p->t,
                     [&input, action] { input.raw(action->type, action->fields, action->flags); });
@@ -261,7 +273,23 @@ void writeScenarioPrefs(const ScenarioPrefs& prefs, VirtualSession& session) {
 }
 
 RunResult runScenario(const Scenario& scenario, const RunOptions& options) {
-  VirtualSession session(sessionConfigFor(scenario, options));
+  vsession::SessionConfig config = sessionConfigFor(scenario, options);
+  // The version list's host is a real server on the loopback interface, for this run.
+  std::optional<vsession::LoopbackWebServer> web;
+  if (!scenario.web.empty()) {
+    std::map<std::string, vsession::WebAnswer> answers;
+    for (const auto& [path, entry] : scenario.web) {
+      vsession::WebAnswer answer;
+      answer.status = entry.status;
+      if (entry.plist) answer.body = vsession::writeXmlPlist(PlistValue(*entry.plist));
+      answers[path] = std::move(answer);
+    }
+    web.emplace(std::move(answers));
+    std::string url = kVersionListURL;
+    std::string path = url.substr(url.find('/', url.find("//") + 2) + 1);
+    config.strings[kVersionListURL] = web->baseURL() + path;
+  }
+  VirtualSession session(config);
   port::setPlatform(&session.platform());
   agent_resetModules();
   if (scenario.prefs) writeScenarioPrefs(*scenario.prefs, session);

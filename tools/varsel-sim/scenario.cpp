@@ -390,13 +390,41 @@ std::vector<ReplayInput::Event> readRecording(const Node& where, const std::stri
   return events;
 }
 
+// A JSON value as the property list it stands for; nothing for null.
+std::optional<port::PlistValue> plistFromJson(const Node& node) {
+  const nlohmann::json& v = node.value();
+  if (v.is_object()) {
+    port::PlistDict dict;
+    for (const auto& [key, _] : v.items()) {
+      std::optional<port::PlistValue> item = plistFromJson(node.at(key.c_str()));
+      if (!item) node.at(key.c_str()).fail("a property list has no null");
+      dict[key] = std::move(*item);
+    }
+    return port::PlistValue(std::move(dict));
+  }
+  if (v.is_array()) {
+    port::PlistArray array;
+    for (const Node& element : node.elements()) {
+      std::optional<port::PlistValue> item = plistFromJson(element);
+      if (!item) element.fail("a property list has no null");
+      array.push_back(std::move(*item));
+    }
+    return port::PlistValue(std::move(array));
+  }
+  if (v.is_string()) return port::PlistValue(v.get<std::string>());
+  if (v.is_boolean()) return port::PlistValue(v.get<bool>());
+  if (v.is_number_integer()) return port::PlistValue(v.get<int64_t>());
+  if (v.is_number()) return port::PlistValue(v.get<double>());
+  return std::nullopt;
+}
+
 InputStep readInput(const Node& node, const std::string& file) {
   static constexpr std::initializer_list<const char*> kKinds = {
-      "wheel", "move",     "modifiers", "button", "key", "event",
-      "pane",  "trackpad", "swipe",     "replay", "url"};
+      "wheel",    "move",  "modifiers", "button", "key",          "event", "pane",
+      "trackpad", "swipe", "replay",    "url",    "notification", "dialog"};
   node.expectObject({"t", "wheel", "move", "modifiers", "button", "key", "event", "pane",
-                     "trackpad", "swipe", "replay", "url"},
-                    {"notification", "dialog", "helper", "sleep"});
+                     "trackpad", "swipe", "replay", "url", "notification", "dialog"},
+                    {"helper", "sleep"});
   InputStep step;
   step.t = node.at("t").numberIn(0, 1e6);
   const char* kind = nullptr;
@@ -408,7 +436,7 @@ InputStep readInput(const Node& node, const std::string& file) {
   if (!kind) {
     node.fail(
         "missing the input: one of wheel, move, modifiers, button, key, event, pane, trackpad, "
-        "swipe, replay, url");
+        "swipe, replay, url, notification, dialog");
   }
   Node n = node.at(kind);
   std::string k = kind;
@@ -446,6 +474,11 @@ InputStep readInput(const Node& node, const std::string& file) {
     if (n.has("down")) b.down = n.at("down").boolean();
     if (n.has("stylus")) b.stylus = static_cast<uint64_t>(n.at("stylus").integerIn(1, 7));
     step.action = b;
+  } else if (k == "notification") {
+    if (n.string() != "click") n.fail("the one thing to do with a notification is \"click\"");
+    step.action = NotificationInput{};
+  } else if (k == "dialog") {
+    step.action = DialogInput{n.string()};
   } else if (k == "url") {
     step.action = UrlInput{n.string()};
   } else if (k == "key") {
@@ -554,8 +587,8 @@ Scenario parseScenario(const std::string& text, const std::string& file) {
   }
   Node root(file, doc, "");
   root.expectObject(
-      {"name", "system", "screens", "apps", "front", "cursor", "prefs", "input", "until"},
-      {"files", "web"});
+      {"name", "system", "screens", "apps", "front", "cursor", "prefs", "input", "until", "web"},
+      {"files"});
 
   Scenario s;
   s.file = file;
@@ -564,8 +597,10 @@ Scenario parseScenario(const std::string& text, const std::string& file) {
   if (root.has("system")) {
     Node system = root.at("system");
     system.expectObject({"version", "scrollWheelScaling", "accessibility", "accessibilityGrantedAt",
-                         "pane", "home"},
-                        {"agentVersion", "agentPath", "date", "authorization", "loginItems"});
+                         "pane", "home", "agentVersion", "date"},
+                        {"agentPath", "authorization", "loginItems"});
+    if (system.has("agentVersion")) s.agentVersion = system.at("agentVersion").string();
+    if (system.has("date")) s.date = system.at("date").numberIn(0, 4e9);
     if (system.has("version")) s.systemVersion = readVersion(system.at("version"));
     if (system.has("scrollWheelScaling")) {
       s.scrollWheelScaling = system.at("scrollWheelScaling").numberIn(-1, 100);
@@ -589,6 +624,21 @@ Scenario parseScenario(const std::string& text, const std::string& file) {
         system.at("home").fail(home.string() + " is not a folder");
       }
       s.home = home.string();
+    }
+  }
+  if (root.has("web")) {
+    Node web = root.at("web");
+    for (const auto& [path, _] : web.value().items()) {
+      Node entry = web.at(path.c_str());
+      WebEntry e;
+      if (entry.value().is_object() && entry.value().size() == 1 && entry.has("status")) {
+        e.status = static_cast<int>(entry.at("status").integerIn(100, 599));
+      } else {
+        std::optional<port::PlistValue> plist = plistFromJson(entry);
+        if (!plist || !plist->dict()) entry.fail("a dictionary to serve, or {\"status\": N}");
+        e.plist = *plist->dict();
+      }
+      s.web[path] = std::move(e);
     }
   }
   if (root.has("screens")) {

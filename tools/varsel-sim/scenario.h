@@ -124,16 +124,33 @@ struct PaneInput {
   std::optional<std::string> s;
 };
 
+// What the loopback server answers at a path: a property list, or a bare status.
+struct WebEntry {
+  std::optional<port::PlistDict> plist;
+  int status = 200;
+};
+
+// The user clicks the agent's last notification.
+struct NotificationInput {};
+// The user presses the button of this title in the dialog on screen.
+struct DialogInput {
+  std::string button;
+};
+
 struct InputStep {
   double t = 0;
   std::variant<WheelInput, MoveInput, ModifiersInput, ButtonInput, KeyInput, RawEventInput,
-               PaneInput, TrackpadInput, SwipeInput, ReplayInput, UrlInput>
+               PaneInput, TrackpadInput, SwipeInput, ReplayInput, UrlInput, NotificationInput,
+               DialogInput>
       action;
 };
 
 struct Scenario {
   std::string file;
   std::string name;
+  std::optional<std::string> agentVersion;
+  std::optional<double> date;  // the absolute time at the start
+  std::map<std::string, WebEntry> web;
   port::SystemVersion systemVersion{10, 15, 7};
   std::optional<double> scrollWheelScaling;
   bool accessibility = true;
