@@ -185,7 +185,11 @@ std::optional<PlistDict> latestVersionDictionary() {
   std::optional<std::vector<uint8_t>> data =
       platform().updateFetch->dataWithContentsOfURL(url, kVersionListTimeout);
   if (!data) return std::nullopt;
-  std::optional<PlistValue> list = platform().propertyLists->propertyListWithData(*data);
+  return versionListFromData(*data);
+}
+
+std::optional<PlistDict> versionListFromData(const PlistData& data) {
+  std::optional<PlistValue> list = platform().propertyLists->propertyListWithData(data);
   if (!list || !list->dict()) return std::nullopt;
   return *list->dict();
 }

@@ -37,6 +37,8 @@ void checkForUpdatesAndNotifyIfLatest(bool doNotify);
 void bgcheckForUpdatesAndNotifyIfLatest(bool doNotify);
 // The version list, or nothing on any failure.
 std::optional<port::PlistDict> latestVersionDictionary();
+// The dictionary in a fetched version list, or nothing when it holds none.
+std::optional<port::PlistDict> versionListFromData(const port::PlistData& data);
 
 int updateCheckIntervalDays();
 void setUpdateCheckIntervalDays(int days);
