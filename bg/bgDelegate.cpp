@@ -4,6 +4,7 @@
 #include "VAevent.h"
 #include "VAgrab.h"
 #include "VAhover.h"
+#include "VAinstall.h"
 #include "VAkeys.h"
 #include "VAremote.h"
 #include "VAshow.h"
@@ -12,9 +13,8 @@
 #include "VAutils.h"
 #include "VAvector.h"
 #include "acc/blockAtomic.h"
-#include "tarnwickCkUpdate.h"
 #include "platform/api/platform.h"
-#include "waitingCalls.h"
+#include "tarnwickCkUpdate.h"
 
 using namespace port;
 
@@ -132,9 +132,9 @@ void bgDelegate::finishStartup() {
   if (!s.sTapMgr) s.sTapMgr = VAtapMgr::init();
   if (!s.sInstallStarted) {
     s.sInstallStarted = true;
-    waitingCall(Waiting::install_start);
-    waitingCall(Waiting::checkNeedToRemovePrevVersion);
-    waitingCall(Waiting::install_setOpenAtLogin);
+    VAinstall::start();
+    checkNeedToRemovePrevVersion();
+    install_setOpenAtLogin(true);
   }
   if (isFrontAppRunning()) bgAppDelegateSendFrontApp_message_dict("ton", nullptr);
   // A downloaded copy that was never moved runs from a randomised read-only location.
@@ -242,5 +242,5 @@ void bgDelegate::draggedWindow(NSWindowRef window) {
 }
 
 void bgDelegate::periodicCk() {
-  waitingCall(Waiting::bgAppDelegate_validatePath);
+  bgAppDelegate_validatePath();
 }

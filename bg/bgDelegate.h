@@ -87,6 +87,8 @@ bool isFrontAppRunning();
 void bgAppDelegateSendFrontApp_message_dict(const std::string& message,
                                             const port::PlistDict* data);
 void backReply(const port::PlistDict& userInfo);
+// Starts the launcher inside the bundle, which starts the agent again, and quits.
+void appdelegate_relaunch();
 
 struct bgDelegateStatics {
   bgprefs preferences;  // the delegate's preferences object
@@ -109,7 +111,7 @@ struct bgDelegateStatics {
   // The pending run of the timer (one timer, moved to each new due time).
   port::CFRunLoopTimerRef sRunTimer = nullptr;
   port::CFMessagePortRef sLocalPort = nullptr;
-  bool sInstallStarted = false;  // stands for the installer object until that module lands
+  bool sInstallStarted = false;  // the installer (sInstall) was made and started
   std::string FrontPortName;
 };
 

@@ -3,6 +3,8 @@
 #include "VAstate.h"
 #include "acc/blockAtomic.h"
 #include "bgDelegate.h"
+
+#include "VAinstall.h"
 #include "platform/api/platform.h"
 
 using namespace port;
@@ -52,6 +54,12 @@ void bgDelegate::notifyKeyPressed_mods(int keyCode, uint32_t flags) {
   });
 }
 
+void appdelegate_relaunch() {
+  Application& app = *platform().application;
+  platform().workspace->launchApplication(app.bundlePath() + "/Contents/MacOS/Varsel Launcher.app");
+  app.terminate();
+}
+
 void backReply(const PlistDict& userInfo) {
   switch (messageNumber(userInfo)) {
     case 3:
@@ -62,6 +70,26 @@ void backReply(const PlistDict& userInfo) {
       break;
     case 7:
       platform().application->terminate();
+      break;
+    case 8: {
+      // A pane of another version: this agent leaves the login items and quits.
+      auto version = userInfo.find("s");
+      const std::string* paneVersion =
+          version == userInfo.end() ? nullptr : version->second.string();
+      std::string own =
+          platform()
+              .application->bundleShortVersionString(platform().application->bundlePath())
+              .value_or("");
+      if (!paneVersion || *paneVersion != own) {
+        install_setOpenAtLogin(false);
+        platform().application->terminate();
+      }
+      bgAppDelegate_validatePath();
+      break;
+    }
+    case 9:
+      install_addToAccessibility();
+      appdelegate_relaunch();
       break;
     case 10:
       state_setInterceptNextKeypress(true);

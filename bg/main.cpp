@@ -6,6 +6,7 @@
 #include "VAevent.h"
 #include "VAgrab.h"
 #include "VAhover.h"
+#include "VAinstall.h"
 #include "VAkeys.h"
 #include "VAremote.h"
 #include "VAscroll.h"
@@ -19,7 +20,6 @@
 #include "bgprefs.h"
 #include "platform/api/platform.h"
 #include "tarnwickCkUpdate.h"
-#include "waitingCalls.h"
 
 void agent_resetModules() {
   bgDelegate_reset();
@@ -27,6 +27,7 @@ void agent_resetModules() {
   VAevent_reset();
   VAgrab_reset();
   VAhover_reset();
+  VAinstall_reset();
   VAkeys_reset();
   VAshow_reset();
   VAvector_reset();
@@ -40,7 +41,6 @@ void agent_resetModules() {
   Commonprefs_reset();
   Offsets_reset();
   tarnwickCkUpdate_reset();
-  waitingCalls_reset();
 }
 
 int agent_main() {

@@ -1,6 +1,5 @@
 // What the agent's sources must hold: only the C++ standard library and the project's own
-// headers, never a system header; and a call site for every waiting call, whose module has
-// not landed yet.
+// headers, never a system header.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -9,8 +8,6 @@
 #include <sstream>
 #include <string>
 #include <utility>
-
-#include "waitingCalls.h"
 
 namespace {
 
@@ -59,25 +56,6 @@ TEST(AgentSourcesTest, AgentIncludesOnlyTheStandardLibraryAndItsOwnHeaders) {
     }
   }
   EXPECT_GT(files, 5);
-}
-
-std::string agentSources() {
-  std::ostringstream all;
-  for (const auto& entry : fs::directory_iterator(fs::path(VARSEL_SOURCE_DIR) / "bg")) {
-    if (entry.path().filename().string().starts_with("waitingCalls")) continue;
-    all << std::ifstream(entry.path()).rdbuf();
-  }
-  return all.str();
-}
-
-TEST(AgentSourcesTest, EveryWaitingCallIsMadeAndWaitsForAModuleThatHasNotLanded) {
-  std::string sources = agentSources();
-  for (const WaitingCall& w : kWaitingCalls) {
-    EXPECT_FALSE(fs::exists(fs::path(VARSEL_SOURCE_DIR) / w.file))
-        << w.file << " has landed: make the call to " << w.callee << " and remove its entry";
-    EXPECT_NE(sources.find(std::string("Waiting::") + w.name), std::string::npos)
-        << "no call site waits for " << w.callee;
-  }
 }
 
 }  // namespace

@@ -8,7 +8,6 @@
 #include "VAhover.h"
 #include "agent_session.h"
 #include "settings_session.h"
-#include "waitingCalls.h"
 
 namespace {
 
@@ -180,7 +179,8 @@ TEST_F(AppSettingsTest, SpeedCurveModifierMasksAndSystemVersion) {
   EXPECT_EQ(key2index(0x10000), 0u);  // unknown masks share Command's index
   EXPECT_EQ(sysvers(), 0x110203u);    // every part in two BCD digits
   EXPECT_EQ(currentV4Bundle(), settings.session().platform().application->bundlePath());
-  EXPECT_EQ(prefsFolderPath(), (settings.session().home() / "Library" / "Preferences").string());
+  // The agent sees macOS paths: the home is /Users/user.
+  EXPECT_EQ(prefsFolderPath(), "/Users/user/Library/Preferences");
 }
 
 TEST_F(AppSettingsTest, GettersReadTheBlockOfTheCurrentDevice) {

@@ -13,7 +13,6 @@
 #include "VAtapMgr.h"
 #include "VAvector.h"
 #include "agent_session.h"
-#include "waitingCalls.h"
 
 namespace {
 
@@ -187,11 +186,6 @@ TEST_F(DispatcherTest, HeldMouseDownIsLetGoByVAEventSix) {
 }
 
 TEST_F(DispatcherTest, EachVAEventDoesItsOwnWorkAndKindsWithoutWorkNone) {
-  auto reached = [] {
-    std::vector<uint32_t> counts;
-    for (const WaitingCall& w : kWaitingCalls) counts.push_back(waitingCallCount(w.call));
-    return counts;
-  };
   auto runKind = [this](int kind) {
     bgDelegate::postVAEvent(kind);
     agent.runUntil(agent.session().elapsed() + 0.001);
@@ -200,12 +194,10 @@ TEST_F(DispatcherTest, EachVAEventDoesItsOwnWorkAndKindsWithoutWorkNone) {
   agent.runUntil(0.1);
   event.sCoastEventsCancelledUntil = agent.session().absolute(5);
   state_setDoingGrabWurl(true);
-  std::vector<uint32_t> before = reached();
   for (int kind : {0, 1, 2, 3, 4, 5, 25, 99, -1}) runKind(kind);
   EXPECT_TRUE(state_doingCoast());
   EXPECT_TRUE(state_doingGrabWurl());
   EXPECT_DOUBLE_EQ(event.sCoastEventsCancelledUntil, agent.session().absolute(5));
-  EXPECT_EQ(reached(), before);
 
   runKind(10);
   EXPECT_EQ(event.sCoastEventsCancelledUntil, 0);

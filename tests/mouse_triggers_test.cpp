@@ -12,7 +12,6 @@
 #include "VAutils.h"
 #include "VAvector.h"
 #include "agent_session.h"
-#include "waitingCalls.h"
 
 namespace {
 

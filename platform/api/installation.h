@@ -1,24 +1,47 @@
-// Installation services: AuthorizationCreate with SMJobSubmit for the helper job, the
-// reply notification of that job, login items (shared file list, AppleScript) and moving
-// previous versions to the trash.
+// Installation services: Authorization Services and Service Management for the helper job,
+// the session login items (LSSharedFileList) and NSAppleScript.
 #pragma once
 
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "preferences.h"
+
 namespace port {
+
+struct AuthorizationData;
+using AuthorizationRef = AuthorizationData*;
+inline constexpr int32_t errAuthorizationSuccess = 0;
+
+struct LoginItem {
+  uint64_t id = 0;  // stands for the LSSharedFileListItemRef
+  std::string displayName;
+};
 
 class Installation {
  public:
   virtual ~Installation() = default;
-  virtual bool submitJob(const std::string& label, const std::string& programPath,
-                         const std::vector<std::string>& arguments) = 0;
-  virtual bool removeJob(const std::string& label) = 0;
-  virtual std::vector<std::string> loginItemPaths() = 0;
-  virtual bool addLoginItem(const std::string& path) = 0;
-  virtual bool removeLoginItem(const std::string& path) = 0;
-  virtual bool runAppleScript(const std::string& source) = 0;
-  virtual bool recycle(const std::string& path) = 0;  // -[NSWorkspace recycleURLs:]
+  // AuthorizationCreate asking for one right, with interaction allowed, extended rights and
+  // pre-authorisation; the status, and the authorization on success.
+  virtual int32_t authorizationCreate(const std::string& right, AuthorizationRef* out) = 0;
+  virtual void authorizationFree(AuthorizationRef authorization) = 0;
+  // SMJobRemove and SMJobSubmit in the system launchd domain; false with the error's
+  // description on failure.
+  virtual bool jobRemove(const std::string& label, AuthorizationRef authorization,
+                         std::string* error) = 0;
+  virtual bool jobSubmit(const PlistDict& job, AuthorizationRef authorization,
+                         std::string* error) = 0;
+  // The session login items: a snapshot in order, an item for a file URL inserted last, an
+  // item removed.
+  virtual std::vector<LoginItem> loginItemsSnapshot() = 0;
+  virtual bool loginItemsInsertAtEnd(const std::string& path) = 0;
+  virtual bool loginItemsRemove(uint64_t id) = 0;
+  // NSAppleScript: compile and run; the result's string value, or the error's description
+  // (empty when the error has none) in `error`.
+  virtual std::optional<std::string> runAppleScript(const std::string& source,
+                                                    std::optional<std::string>* error) = 0;
 };
 
 }  // namespace port

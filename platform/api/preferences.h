@@ -118,6 +118,8 @@ class Files {
   virtual bool createDirectory(const std::string& path, std::string* error) = 0;
   virtual bool removeItem(const std::string& path) = 0;
   virtual std::vector<std::string> contentsOfDirectory(const std::string& path) = 0;
+  // Whether the item carries quarantine properties (NSURLQuarantinePropertiesKey).
+  virtual bool hasQuarantineProperties(const std::string& path) = 0;
 };
 
 // Gestalt / NSProcessInfo operatingSystemVersion and the global default

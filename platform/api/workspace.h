@@ -37,6 +37,9 @@ class Workspace {
   virtual std::optional<ProcessInformation> processInformation(int32_t pid) = 0;
   virtual int32_t frontProcessPid() = 0;               // 0 when none
   virtual bool terminateApplication(int32_t pid) = 0;  // -[NSRunningApplication terminate]
+  // -[NSWorkspace launchApplicationAtURL:options:configuration:error:], without an icon in
+  // the Dock and not as a login launch.
+  virtual bool launchApplication(const std::string& path) = 0;
 };
 
 // The agent's own application: NSApp, NSBundle.mainBundle, getpid and getuid.
@@ -51,6 +54,7 @@ class Application {
   virtual uint32_t userId() = 0;
   virtual std::string bundleIdentifier() = 0;  // of the main bundle
   virtual std::string bundlePath() = 0;
+  virtual std::string executablePath() = 0;
   virtual std::string resourcePath() = 0;
   // +[NSBundle bundleWithIdentifier:]'s path; nullopt when no such bundle is loaded or known.
   virtual std::optional<std::string> bundlePathWithIdentifier(const std::string& identifier) = 0;

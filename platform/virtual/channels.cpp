@@ -2,6 +2,7 @@
 
 #include <iterator>
 #include <memory>
+#include <set>
 
 #include "plist_json.h"
 
@@ -18,6 +19,13 @@ void VirtualNotifications::addObserver(void* observer, const std::string& name,
 // delivery, so deliverImmediately changes nothing here.
 void VirtualNotifications::postNotification(const std::string& name, const PlistDict& userInfo,
                                             bool) {
+  // The pane's two channels and the helper's reply are traced by their own kinds.
+  static const std::set<std::string> kChannels = {"com.tarnwick.v4bf", "com.tarnwick.v4fb",
+                                                  "com.tarnwick.vxs"};
+  if (!kChannels.count(name)) {
+    trace_.add(scheduler_.now(), "notice",
+               {{"name", name}, {"info", toJson(PlistValue(userInfo))}});
+  }
   auto [first, last] = peers_.equal_range(name);
   for (auto peer = first; peer != last; ++peer) peer->second(userInfo);
   auto posted = std::make_shared<const std::pair<std::string, PlistDict>>(name, userInfo);

@@ -36,7 +36,7 @@ class VirtualNotifications final : public port::Notifications {
  public:
   using PeerListener = std::function<void(const port::PlistDict& userInfo)>;
 
-  explicit VirtualNotifications(Scheduler& scheduler) : scheduler_(scheduler) {}
+  VirtualNotifications(Scheduler& scheduler, Trace& trace) : scheduler_(scheduler), trace_(trace) {}
 
   void addObserver(void* observer, const std::string& name,
                    port::NotificationCallBack callback) override;
@@ -51,6 +51,7 @@ class VirtualNotifications final : public port::Notifications {
     port::NotificationCallBack callback;
   };
   Scheduler& scheduler_;
+  Trace& trace_;
   std::vector<Observer> observers_;
   std::multimap<std::string, PeerListener> peers_;
 };

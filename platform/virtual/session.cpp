@@ -4,22 +4,32 @@
 
 #include <system_error>
 
+#include "plist_codec.h"
 #include "plist_json.h"
 
 namespace vsession {
 
 namespace {
-std::filesystem::path freshHome() {
-  std::string pattern = (std::filesystem::temp_directory_path() / "varsel-home-XXXXXX").string();
-  if (!mkdtemp(pattern.data())) return std::filesystem::temp_directory_path() / "varsel-home";
-  return pattern;
+// A fresh folder that stands for "/": the folders of a Mac the agent looks into, and the
+// user's home at Users/user.
+std::filesystem::path freshRoot() {
+  std::string pattern = (std::filesystem::temp_directory_path() / "varsel-root-XXXXXX").string();
+  std::filesystem::path root = mkdtemp(pattern.data())
+                                   ? std::filesystem::path(pattern)
+                                   : std::filesystem::temp_directory_path() / "varsel-root";
+  std::error_code ignored;
+  for (const char* folder : {"Applications", "Library/PreferencePanes",
+                             "Library/PrivilegedHelperTools", "Users/user/Library/Preferences"}) {
+    std::filesystem::create_directories(root / folder, ignored);
+  }
+  return root;
 }
 }  // namespace
 
 VirtualSession::VirtualSession(const SessionConfig& config)
     : config_(config),
-      home_(config.home ? *config.home : freshHome()),
-      ownsHome_(!config.home),
+      root_(freshRoot()),
+      home_(config.home ? *config.home : root_ / "Users" / "user"),
       scheduler_(config.startTime),
       trace_(config.startTime),
       threading_(scheduler_, faults_),
@@ -83,6 +93,14 @@ VirtualSession::VirtualSession(const SessionConfig& config)
   platform_.urlEvents = &urlEvents_;
   platform_.userNotifications = &userNotifications_;
   platform_.updateFetch = &updateFetch_;
+  platform_.installation = &installation_;
+  installation_.setLoginItems(config.loginItems);
+  installation_.setAuthorizationRefused(config.authorizationRefused);
+  if (config.helperAnswers) {
+    installation_.setHelperReplyPoster([this](const port::PlistDict& reply) {
+      notifications_.postNotification("com.tarnwick.vxs", reply, true);
+    });
+  }
   platform_.propertyLists = &archiver_;
 
   // Every message the agent posts for the pane, whether a pane listens or not.
@@ -110,7 +128,7 @@ VirtualSession::VirtualSession(const SessionConfig& config)
 
 VirtualSession::~VirtualSession() {
   std::error_code ignored;
-  if (ownsHome_) std::filesystem::remove_all(home_, ignored);
+  std::filesystem::remove_all(root_, ignored);
 }
 
 VirtualApp VirtualSession::agentProcess() const {
@@ -206,7 +224,15 @@ std::optional<std::string> VirtualSession::AppPort::bundlePathWithIdentifier(
 std::optional<std::string> VirtualSession::AppPort::bundleShortVersionString(
     const std::string& bundlePath) {
   if (bundlePath == this->bundlePath()) return s_.config_.agentVersion;
-  return std::nullopt;
+  std::optional<std::vector<uint8_t>> info =
+      readWholeFile(s_.files_.real(bundlePath + "/Contents/Info.plist"));
+  if (!info) return std::nullopt;
+  std::optional<port::PlistValue> plist = readPlist(*info).value;
+  const port::PlistDict* dict = plist ? plist->dict() : nullptr;
+  auto version =
+      dict ? dict->find("CFBundleShortVersionString") : port::PlistDict::const_iterator();
+  if (!dict || version == dict->end() || !version->second.string()) return std::nullopt;
+  return *version->second.string();
 }
 
 std::string VirtualSession::AppPort::localizedString(const std::string& bundlePath,

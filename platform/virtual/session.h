@@ -16,6 +16,7 @@
 #include "event_system.h"
 #include "faults.h"
 #include "input_devices.h"
+#include "installation_services.h"
 #include "platform/api/platform.h"
 #include "scheduler.h"
 #include "system_services.h"
@@ -41,8 +42,11 @@ struct SessionConfig {
   std::vector<VirtualWindow> windows;  // front to back
   int32_t frontPid = 0;
   int32_t agentPid = 400;
-  std::string agentBundlePath =
-      "/Library/PreferencePanes/Varsel.prefPane/Contents/Resources/Varsel Agent.app";
+  std::string agentBundlePath = "/Applications/Varsel.app";
+  // The session's login items by name, in order.
+  std::vector<std::string> loginItems;
+  bool authorizationRefused = false;  // the administrator refuses the helper's job
+  bool helperAnswers = true;          // the helper tool posts its reply
   uint32_t userId = 501;
   port::SystemVersion systemVersion{10, 15, 7};
   std::optional<double> scrollWheelScaling;
@@ -87,6 +91,9 @@ class VirtualSession {
   VirtualMessagePorts& messagePorts() { return messagePorts_; }
   VirtualURLEvents& urlEvents() { return urlEvents_; }
   VirtualUserNotifications& userNotifications() { return userNotifications_; }
+  VirtualInstallation& installation() { return installation_; }
+  VirtualFiles& files() { return files_; }
+  const std::filesystem::path& root() const { return root_; }
   VirtualUpdateFetch& updateFetch() { return updateFetch_; }
   const std::filesystem::path& home() const { return home_; }
 
@@ -120,6 +127,7 @@ class VirtualSession {
     uint32_t userId() override { return s_.config_.userId; }
     std::string bundleIdentifier() override { return kAgentBundleIdentifier; }
     std::string bundlePath() override;
+    std::string executablePath() override { return bundlePath() + "/Contents/MacOS/Varsel"; }
     std::string resourcePath() override { return bundlePath() + "/Contents/Resources"; }
     std::optional<std::string> bundlePathWithIdentifier(const std::string& identifier) override;
     std::optional<std::string> bundleShortVersionString(const std::string& bundlePath) override;
@@ -143,8 +151,8 @@ class VirtualSession {
   int32_t routeWindowMouse(port::CGEventRef e);
 
   SessionConfig config_;
+  std::filesystem::path root_;  // stands for "/"
   std::filesystem::path home_;
-  bool ownsHome_ = false;
   Faults faults_;
   Scheduler scheduler_;
   World world_;
@@ -154,13 +162,14 @@ class VirtualSession {
   InputDevices input_;
   VirtualPreferences preferences_{home_};
   VirtualArchiver archiver_;
-  VirtualFiles files_{home_};
+  VirtualFiles files_{root_, home_, trace_, scheduler_};
+  VirtualInstallation installation_{scheduler_, trace_};
   VirtualSystemFacts systemFacts_{config_.systemVersion, config_.scrollWheelScaling};
   VirtualWorkspace workspace_{world_, agentProcess()};
   VirtualWindowServer windowServer_{world_, trace_, scheduler_};
   VirtualPower power_;
   VirtualAccessibility accessibility_{world_, threading_};
-  VirtualNotifications notifications_{scheduler_};
+  VirtualNotifications notifications_{scheduler_, trace_};
   VirtualMessagePorts messagePorts_;
   VirtualURLEvents urlEvents_{scheduler_};
   VirtualUserNotifications userNotifications_{scheduler_, trace_};

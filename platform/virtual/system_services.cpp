@@ -139,54 +139,82 @@ std::optional<PlistValue> VirtualArchiver::propertyListWithData(const PlistData&
   return readPlist(data).value;
 }
 
+fs::path VirtualFiles::real(const std::string& path) const {
+  std::string_view home = kHome;
+  if (path == home) return home_;
+  if (path.starts_with(std::string(home) + "/")) return home_ / path.substr(home.size() + 1);
+  if (path.starts_with("/")) return root_ / path.substr(1);
+  return path;
+}
+
+void VirtualFiles::traceChange(const char* op, const std::string& path) {
+  trace_.add(scheduler_.now(), "file", {{"op", op}, {"path", path}});
+}
+
 std::optional<std::string> VirtualFiles::findFolder(uint32_t folderType) {
   constexpr uint32_t kPreferencesFolder = 0x70726566;  // 'pref'
   if (folderType != kPreferencesFolder) return std::nullopt;
-  fs::path folder = home_ / "Library" / "Preferences";
+  std::string folder = libraryDirectory() + "/Preferences";
   std::error_code error;
-  if (!fs::is_directory(folder, error)) return std::nullopt;
-  return folder.string();
+  if (!fs::is_directory(real(folder), error)) return std::nullopt;
+  return folder;
 }
 
 bool VirtualFiles::fileExists(const std::string& path) {
   std::error_code error;
-  return fs::exists(path, error);
+  return fs::exists(real(path), error);
 }
 
 std::optional<std::vector<uint8_t>> VirtualFiles::readFile(const std::string& path) {
-  return readWholeFile(path);
+  return readWholeFile(real(path));
 }
 
 bool VirtualFiles::writeFileAtomically(const std::string& path, const std::vector<uint8_t>& bytes) {
-  return writeWholeFile(path, bytes);
+  bool written = writeWholeFile(real(path), bytes);
+  if (written) traceChange("write", path);
+  return written;
 }
 
 bool VirtualFiles::isDirectory(const std::string& path) {
   std::error_code error;
-  return fs::is_directory(path, error);
+  return fs::is_directory(real(path), error);
 }
 
 bool VirtualFiles::createDirectory(const std::string& path, std::string* error) {
   std::error_code failure;
-  fs::create_directories(path, failure);
-  if (!failure && fs::is_directory(path, failure)) return true;
+  fs::path where = real(path);
+  bool made = fs::create_directories(where, failure);
+  if (!failure && fs::is_directory(where, failure)) {
+    if (made) traceChange("mkdir", path);
+    return true;
+  }
   if (error) *error = failure ? failure.message() : "File exists";
   return false;
 }
 
 bool VirtualFiles::removeItem(const std::string& path) {
   std::error_code error;
-  return fs::remove_all(path, error) > 0 && !error;
+  bool removed = fs::remove_all(real(path), error) > 0 && !error;
+  if (removed) {
+    traceChange("delete", path);
+    quarantined_.erase(path);
+  }
+  return removed;
 }
 
 std::vector<std::string> VirtualFiles::contentsOfDirectory(const std::string& path) {
   std::vector<std::string> names;
   std::error_code error;
-  for (const auto& entry : fs::directory_iterator(path, error)) {
+  for (const auto& entry : fs::directory_iterator(real(path), error)) {
     names.push_back(entry.path().filename().string());
   }
   std::sort(names.begin(), names.end());
   return names;
+}
+
+bool VirtualFiles::hasQuarantineProperties(const std::string& path) {
+  std::string trimmed = path.ends_with("/") ? path.substr(0, path.size() - 1) : path;
+  return quarantined_.count(trimmed) != 0;
 }
 
 std::vector<RunningApplication> VirtualWorkspace::runningApplications() {

@@ -7,10 +7,13 @@
 #include <functional>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 
 #include "platform/api/preferences.h"
 #include "platform/api/workspace.h"
+#include "scheduler.h"
+#include "trace.h"
 #include "world.h"
 
 namespace vsession {
@@ -57,11 +60,17 @@ class VirtualArchiver final : public port::KeyedArchiver, public port::PropertyL
   std::optional<port::PlistValue> unarchiveObjectWithData(const port::PlistData& data) override;
 };
 
+// The file system as the agent sees it, with macOS paths: "/Users/user" is the session's home
+// folder, and every other absolute path lies under the session's root folder, which stands
+// for "/". Changes the agent makes are traced as `file` lines.
 class VirtualFiles final : public port::Files {
  public:
-  explicit VirtualFiles(std::filesystem::path home) : home_(std::move(home)) {}
-  std::string homeDirectory() override { return home_.string(); }
-  std::string libraryDirectory() override { return (home_ / "Library").string(); }
+  static constexpr const char* kHome = "/Users/user";
+  VirtualFiles(std::filesystem::path root, std::filesystem::path home, Trace& trace,
+               Scheduler& scheduler)
+      : root_(std::move(root)), home_(std::move(home)), trace_(trace), scheduler_(scheduler) {}
+  std::string homeDirectory() override { return kHome; }
+  std::string libraryDirectory() override { return std::string(kHome) + "/Library"; }
   std::optional<std::string> findFolder(uint32_t folderType) override;
   bool fileExists(const std::string& path) override;
   bool isDirectory(const std::string& path) override;
@@ -70,9 +79,20 @@ class VirtualFiles final : public port::Files {
   bool createDirectory(const std::string& path, std::string* error) override;
   bool removeItem(const std::string& path) override;
   std::vector<std::string> contentsOfDirectory(const std::string& path) override;
+  bool hasQuarantineProperties(const std::string& path) override;
+
+  // Where a macOS path of the session lies on this machine.
+  std::filesystem::path real(const std::string& path) const;
+  void markQuarantined(const std::string& path) { quarantined_.insert(path); }
 
  private:
+  void traceChange(const char* op, const std::string& path);
+
+  std::filesystem::path root_;
   std::filesystem::path home_;
+  Trace& trace_;
+  Scheduler& scheduler_;
+  std::set<std::string> quarantined_;
 };
 
 class VirtualSystemFacts final : public port::SystemFacts {
@@ -97,6 +117,11 @@ class VirtualWorkspace final : public port::Workspace {
   std::optional<port::ProcessInformation> processInformation(int32_t pid) override;
   int32_t frontProcessPid() override { return world_.frontPid; }
   bool terminateApplication(int32_t pid) override;
+  bool launchApplication(const std::string& path) override {
+    launched_.push_back(path);
+    return true;
+  }
+  const std::vector<std::string>& launched() const { return launched_; }
   void setTerminationObserver(std::function<void(int32_t pid)> observer) {
     terminated_ = std::move(observer);
   }
@@ -105,6 +130,7 @@ class VirtualWorkspace final : public port::Workspace {
   World& world_;
   VirtualApp agent_;
   std::function<void(int32_t)> terminated_;
+  std::vector<std::string> launched_;
 };
 
 // A whole file's bytes, or why they could not be read: the system's reason, or that the path

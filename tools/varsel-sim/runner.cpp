@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
 #include <map>
 #include <optional>
 #include <sstream>
@@ -39,6 +40,9 @@ vsession::SessionConfig sessionConfigFor(const Scenario& s, const RunOptions& op
   config.frontPid = s.front;
   config.recordWakes = options.wakes;
   if (s.agentVersion) config.agentVersion = *s.agentVersion;
+  if (s.agentPath) config.agentBundlePath = *s.agentPath;
+  config.authorizationRefused = s.authorizationRefused;
+  config.loginItems = s.loginItems;
   if (s.date) config.startTime = *s.date;
   // The front application's windows lie above the others; otherwise the listed order holds.
   for (bool front : {true, false}) {
@@ -272,6 +276,30 @@ void writeScenarioPrefs(const ScenarioPrefs& prefs, VirtualSession& session) {
   written(domain.appSynchronize(kPrefsDomain));
 }
 
+// The scenario's files, laid out in the session's file system before the agent starts.
+void layOutFiles(const std::vector<ScenarioFile>& files, VirtualSession& session) {
+  vsession::VirtualFiles& fs = session.files();
+  for (const ScenarioFile& f : files) {
+    std::string path = f.path.starts_with("~") ? fs.homeDirectory() + f.path.substr(1) : f.path;
+    std::filesystem::path real = fs.real(path);
+    std::error_code ignored;
+    if (f.version) {
+      PlistDict info;
+      info["CFBundleShortVersionString"] = PlistValue(*f.version);
+      std::filesystem::create_directories(real / "Contents", ignored);
+      vsession::writeWholeFile(real / "Contents" / "Info.plist",
+                               vsession::writeBinaryPlist(PlistValue(info)));
+    } else if (f.plist) {
+      std::filesystem::create_directories(real.parent_path(), ignored);
+      vsession::writeWholeFile(real, vsession::writeBinaryPlist(PlistValue(*f.plist)));
+    } else {
+      std::filesystem::create_directories(real.parent_path(), ignored);
+      vsession::writeWholeFile(real, {});
+    }
+    if (f.quarantine) fs.markQuarantined(path);
+  }
+}
+
 RunResult runScenario(const Scenario& scenario, const RunOptions& options) {
   vsession::SessionConfig config = sessionConfigFor(scenario, options);
   // The version list's host is a real server on the loopback interface, for this run.
@@ -293,6 +321,7 @@ RunResult runScenario(const Scenario& scenario, const RunOptions& options) {
   port::setPlatform(&session.platform());
   agent_resetModules();
   if (scenario.prefs) writeScenarioPrefs(*scenario.prefs, session);
+  layOutFiles(scenario.files, session);
 
   RunResult result;
   std::vector<vsession::ContentScroll> areas = session.accessibility().scrollAreas();

@@ -586,9 +586,8 @@ Scenario parseScenario(const std::string& text, const std::string& file) {
                         detail == std::string::npos ? what : what.substr(detail));
   }
   Node root(file, doc, "");
-  root.expectObject(
-      {"name", "system", "screens", "apps", "front", "cursor", "prefs", "input", "until", "web"},
-      {"files"});
+  root.expectObject({"name", "system", "screens", "apps", "front", "cursor", "prefs", "input",
+                     "until", "web", "files"});
 
   Scenario s;
   s.file = file;
@@ -597,8 +596,18 @@ Scenario parseScenario(const std::string& text, const std::string& file) {
   if (root.has("system")) {
     Node system = root.at("system");
     system.expectObject({"version", "scrollWheelScaling", "accessibility", "accessibilityGrantedAt",
-                         "pane", "home", "agentVersion", "date"},
-                        {"agentPath", "authorization", "loginItems"});
+                         "pane", "home", "agentVersion", "date", "agentPath", "authorization",
+                         "loginItems"});
+    if (system.has("agentPath")) {
+      s.agentPath = system.at("agentPath").string();
+      if (!s.agentPath->starts_with("/")) system.at("agentPath").fail("an absolute path");
+    }
+    if (system.has("authorization")) s.authorizationRefused = !system.at("authorization").boolean();
+    if (system.has("loginItems")) {
+      for (const Node& item : system.at("loginItems").elements()) {
+        s.loginItems.push_back(item.string());
+      }
+    }
     if (system.has("agentVersion")) s.agentVersion = system.at("agentVersion").string();
     if (system.has("date")) s.date = system.at("date").numberIn(0, 4e9);
     if (system.has("version")) s.systemVersion = readVersion(system.at("version"));
@@ -624,6 +633,28 @@ Scenario parseScenario(const std::string& text, const std::string& file) {
         system.at("home").fail(home.string() + " is not a folder");
       }
       s.home = home.string();
+    }
+  }
+  if (root.has("files")) {
+    for (const Node& entry : root.at("files").elements()) {
+      entry.expectObject({"path", "version", "plist", "quarantine"});
+      ScenarioFile f;
+      f.path = entry.at("path").string();
+      if (!f.path.starts_with("/") && !f.path.starts_with("~/")) {
+        entry.at("path").fail("an absolute path, or one in the home (~/...)");
+      }
+      if (f.path.find("/../") != std::string::npos || f.path.ends_with("/..")) {
+        entry.at("path").fail("no \"..\" in a path");
+      }
+      if (entry.has("version")) f.version = entry.at("version").string();
+      if (entry.has("plist")) {
+        std::optional<port::PlistValue> plist = plistFromJson(entry.at("plist"));
+        if (!plist || !plist->dict()) entry.at("plist").fail("a dictionary");
+        f.plist = *plist->dict();
+      }
+      if (f.version && f.plist) entry.fail("a bundle with a version, or a property list: not both");
+      if (entry.has("quarantine")) f.quarantine = entry.at("quarantine").boolean();
+      s.files.push_back(std::move(f));
     }
   }
   if (root.has("web")) {

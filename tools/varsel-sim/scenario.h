@@ -124,6 +124,15 @@ struct PaneInput {
   std::optional<std::string> s;
 };
 
+// Something on the file system at the start: a bundle folder (with its version), a property
+// list, or an empty file; `~` is the session's home.
+struct ScenarioFile {
+  std::string path;
+  std::optional<std::string> version;
+  std::optional<port::PlistDict> plist;
+  bool quarantine = false;
+};
+
 // What the loopback server answers at a path: a property list, or a bare status.
 struct WebEntry {
   std::optional<port::PlistDict> plist;
@@ -149,6 +158,10 @@ struct Scenario {
   std::string file;
   std::string name;
   std::optional<std::string> agentVersion;
+  std::optional<std::string> agentPath;
+  bool authorizationRefused = false;
+  std::vector<std::string> loginItems;
+  std::vector<ScenarioFile> files;
   std::optional<double> date;  // the absolute time at the start
   std::map<std::string, WebEntry> web;
   port::SystemVersion systemVersion{10, 15, 7};

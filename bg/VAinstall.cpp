@@ -1,0 +1,258 @@
+#include "VAinstall.h"
+
+#include <cstdio>
+#include <string_view>
+#include <vector>
+
+#include "Commonprefs.h"
+#include "platform/api/platform.h"
+#include "tarnwickCkUpdate.h"
+
+using namespace port;
+
+namespace {
+VAinstallStatics s;
+
+constexpr const char* kHelperName = "com.tarnwick.v4s";
+constexpr const char* kHelperReply = "com.tarnwick.vxs";
+constexpr const char* kBlessRight = "com.apple.ServiceManagement.blesshelper";
+constexpr const char* kOldHelperPath = "/Library/PrivilegedHelperTools/com.tarnwick.VarselHelper";
+constexpr const char* kOldHelperLabel = "com.tarnwick.VarselHelper";
+constexpr const char* kOldAgentQuit = "com.tarnwick.varselx_k";
+constexpr int32_t kOldAgentQuitRequest = 8;
+constexpr double kOldAgentSendTimeout = 5.0;
+constexpr uint32_t kHighSierra = 0x101300;  // login items through the shared file list
+constexpr const char* kSystemPanes = "/Library/PreferencePanes/";
+
+constexpr const char* kAddLoginItemScript =
+    "tell application \"System Events\"\n\tmake new login item at end with properties "
+    "{path:\"%@\", hidden:false}\nend tell\n";
+constexpr const char* kRemoveLoginItemScript =
+    "\ttell application \"System Events\"\nrepeat 2 times\n\t    if login item named \"%@\" "
+    "exists then\n\t\tdelete login item named \"%@\"\n\t    end if\n\tend repeat\nend tell\n";
+
+void log(std::string_view message) {
+  platform().systemLog->log(message);
+}
+
+// Every "%@" of `format` replaced by `value`.
+std::string formatted(std::string_view format, const std::string& value) {
+  std::string out;
+  for (size_t i = 0; i < format.size(); ++i) {
+    if (format.substr(i, 2) == "%@") {
+      out += value;
+      ++i;
+    } else {
+      out += format[i];
+    }
+  }
+  return out;
+}
+
+std::string home() {
+  return platform().files->homeDirectory();
+}
+
+// "~/..." as a path in the user's home.
+std::string expanded(std::string_view path) {
+  if (path.starts_with("~")) return home() + std::string(path.substr(1));
+  return std::string(path);
+}
+
+bool startsWith(std::string_view text, std::string_view prefix) {
+  return text.starts_with(prefix);
+}
+
+std::string joined(const std::string& folder, const std::string& name) {
+  return folder.ends_with("/") ? folder + name : folder + "/" + name;
+}
+
+// Whether the running agent lies inside `path`.
+bool containsAgent(const std::string& path) {
+  std::string agent = platform().application->bundlePath();
+  return agent == path || agent.starts_with(path + "/");
+}
+
+// The .prefPane folder the agent lies in.
+std::string paneFolderOfAgent() {
+  std::string path = platform().application->bundlePath();
+  size_t at = path.find(".prefPane");
+  return at == std::string::npos ? path : path.substr(0, at + 9);
+}
+
+void removeFromLoginItemsByFileList(const std::string& name) {
+  Installation& installation = *platform().installation;
+  for (;;) {
+    std::vector<LoginItem> items = installation.loginItemsSnapshot();
+    const LoginItem* found = nullptr;
+    for (auto it = items.rbegin(); it != items.rend() && !found; ++it) {
+      if (startsWith(it->displayName, name)) found = &*it;
+    }
+    // An item that cannot be removed would be found again for good.
+    if (!found || !installation.loginItemsRemove(found->id)) return;
+  }
+}
+}  // namespace
+
+VAinstallStatics& VAinstall_statics() {
+  return s;
+}
+
+void VAinstall_reset() {
+  s = VAinstallStatics{};
+}
+
+void VAinstall::start() {
+  if (s.started) return;
+  s.started = true;
+  platform().notifications->addObserver(
+      nullptr, kHelperReply,
+      [](void*, std::string_view, const PlistDict& info) { vxsReply(info); });
+  std::string executable = platform().application->executablePath();
+  size_t slash = executable.rfind('/');
+  s.sVxsPath =
+      (slash == std::string::npos ? std::string() : executable.substr(0, slash + 1)) + kHelperName;
+}
+
+// The helper answers "i" (accessibility) and "n" (removal); nothing follows either.
+void VAinstall::vxsReply(const PlistDict& userInfo) {
+  auto field = [&userInfo](const char* key) -> std::string {
+    auto found = userInfo.find(key);
+    const std::string* text = found == userInfo.end() ? nullptr : found->second.string();
+    return text ? *text : "";
+  };
+  if (field("r") != "y") return;
+  std::string command = field("c");
+  if (command == "i" || command == "n") return;
+}
+
+bool runBlessedHelper_cmd_parm_error(const std::string& cmd, const std::string& parm,
+                                     std::string* error) {
+  Installation& installation = *platform().installation;
+  AuthorizationRef authorization = nullptr;
+  int32_t status = installation.authorizationCreate(kBlessRight, &authorization);
+  if (status != errAuthorizationSuccess) {
+    char message[96];
+    std::snprintf(message, sizeof message, "Failed to create AuthorizationRef, return code %i",
+                  static_cast<int>(status));
+    log(message);
+    return false;
+  }
+  if (platform().files->fileExists(kOldHelperPath)) {
+    installation.jobRemove(kOldHelperLabel, authorization, nullptr);
+  }
+  installation.jobRemove(kHelperName, authorization, nullptr);
+
+  PlistArray arguments{PlistValue(s.sVxsPath), PlistValue(cmd), PlistValue(parm)};
+  PlistDict job;
+  job["Label"] = PlistValue(std::string(kHelperName));
+  job["ProgramArguments"] = PlistValue(std::move(arguments));
+  job["RunAtLoad"] = PlistValue(true);
+  job["Program"] = PlistValue(s.sVxsPath);
+  bool submitted = installation.jobSubmit(job, authorization, error);
+  installation.authorizationFree(authorization);
+  return submitted;
+}
+
+void install_addToAccessibility() {
+  std::string error;
+  if (!runBlessedHelper_cmd_parm_error("-a", "", &error)) log(error);
+}
+
+void install_removePrevVersions() {
+  for (const char* name : {"Varsel X", "Varsel", "Quenby Reminder"}) {
+    removeLoginItemNamed_forSysVers(name, sysvers());
+  }
+  platform().notifications->postNotification(kOldAgentQuit, PlistDict{}, true);
+
+  // The previous generation's agent, asked to quit on its own port.
+  if (s.oldAgentPortName.empty()) {
+    s.oldAgentPortName = "com.tarnwick.varselbg" + std::to_string(platform().application->userId());
+  }
+  MessagePorts& ports = *platform().messagePorts;
+  if (CFMessagePortRef old = ports.createRemote(s.oldAgentPortName)) {
+    ports.sendRequest(old, kOldAgentQuitRequest, {}, kOldAgentSendTimeout, 0, nullptr);
+    ports.invalidate(old);
+    ports.release(old);
+  }
+
+  std::string error;
+  if (!runBlessedHelper_cmd_parm_error("-r", "", &error)) log(error);
+}
+
+void install_setOpenAtLogin(bool on) {
+  removeLoginItemNamed_forSysVers("Varsel", sysvers());
+  if (!on) return;
+  std::string path = platform().application->bundlePath();
+  if (sysvers() < kHighSierra) {
+    runAppleScriptString(formatted(kAddLoginItemScript, path));
+  } else {
+    platform().installation->loginItemsInsertAtEnd(path);
+  }
+}
+
+void removeLoginItemNamed_forSysVers(const std::string& name, uint32_t vers) {
+  if (vers < kHighSierra) {
+    runAppleScriptString(formatted(kRemoveLoginItemScript, name));
+  } else {
+    removeFromLoginItemsByFileList(name);
+  }
+}
+
+std::string runAppleScriptString(const std::string& source) {
+  std::optional<std::string> error;
+  std::optional<std::string> result = platform().installation->runAppleScript(source, &error);
+  if (error) log("Error: " + (error->empty() ? std::string("unknown") : *error) + "\n");
+  return result.value_or("");
+}
+
+void checkNeedToRemovePrevVersion() {
+  Files& files = *platform().files;
+  std::string path = platform().application->bundlePath();
+  if (path.find("PreferencePanes") == std::string::npos) return;
+  bool inSystemPanes = startsWith(path, kSystemPanes);
+  std::string userPanes = expanded("~/Library/PreferencePanes/");
+
+  bool freshDownload =
+      inSystemPanes && sysvers() >= kYosemite && files.hasQuarantineProperties(paneFolderOfAgent());
+  if (!freshDownload) {
+    bool anythingOld = false;
+    for (const char* old : {"/Library/PreferencePanes/Varsel X.prefPane",
+                            "~/Library/PreferencePanes/Varsel X.prefPane",
+                            "~/Library/Safari/Extensions/Varsel.safariextz", kOldHelperPath}) {
+      anythingOld = anythingOld || files.fileExists(expanded(old));
+    }
+    if (!anythingOld) return;
+
+    // The user's own panes of the product: older or equal ones go, newer ones stay.
+    for (const std::string& name : files.contentsOfDirectory(userPanes)) {
+      std::string entry = joined(userPanes, name);
+      if (!startsWith(name, "Varsel") || containsAgent(entry)) continue;
+      std::string version = platform().application->bundleShortVersionString(entry).value_or("");
+      if (compareToSelfVersion(version) != -1) files.removeItem(entry);
+    }
+    bool otherSystemPane = false;
+    for (const std::string& name : files.contentsOfDirectory(kSystemPanes)) {
+      if (startsWith(name, "Varsel") && !containsAgent(joined(kSystemPanes, name))) {
+        otherSystemPane = true;
+      }
+    }
+    if (!otherSystemPane) return;
+  }
+
+  install_removePrevVersions();
+  files.removeItem(expanded("~/Library/PreferencePanes/Varsel X.prefPane"));
+  if (inSystemPanes) {
+    // The system-wide pane now takes precedence over any of the user's.
+    for (const std::string& name : files.contentsOfDirectory(userPanes)) {
+      if (startsWith(name, "Varsel")) files.removeItem(joined(userPanes, name));
+    }
+  }
+  files.removeItem(expanded("~/Library/Safari/Extensions/Varsel.safariextz"));
+}
+
+void bgAppDelegate_validatePath() {
+  std::string path = platform().application->bundlePath();
+  if (startsWith(path, "/Applications") || path.find("ranslocat") != std::string::npos) return;
+  platform().application->terminate();
+}

@@ -1,0 +1,60 @@
+// What installing touches in the session: the login items (named, in order), launchd jobs
+// of the system domain submitted and removed under an authorization the administrator may
+// refuse, the two AppleScript texts the agent runs against the login items, and the
+// privileged helper tool, a peer that runs its command and posts its reply.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/api/installation.h"
+#include "scheduler.h"
+#include "trace.h"
+
+namespace vsession {
+
+class VirtualInstallation final : public port::Installation {
+ public:
+  using ReplyPoster = std::function<void(const port::PlistDict& reply)>;
+  VirtualInstallation(Scheduler& scheduler, Trace& trace) : scheduler_(scheduler), trace_(trace) {}
+
+  void setLoginItems(const std::vector<std::string>& names);
+  void setAuthorizationRefused(bool refused) { refused_ = refused; }
+  // How the helper's reply reaches its observers; without one the helper never answers.
+  void setHelperReplyPoster(ReplyPoster poster) { postReply_ = std::move(poster); }
+
+  int32_t authorizationCreate(const std::string& right, port::AuthorizationRef* out) override;
+  void authorizationFree(port::AuthorizationRef authorization) override;
+  bool jobRemove(const std::string& label, port::AuthorizationRef authorization,
+                 std::string* error) override;
+  bool jobSubmit(const port::PlistDict& job, port::AuthorizationRef authorization,
+                 std::string* error) override;
+  std::vector<port::LoginItem> loginItemsSnapshot() override { return items_; }
+  bool loginItemsInsertAtEnd(const std::string& path) override;
+  bool loginItemsRemove(uint64_t id) override;
+  std::optional<std::string> runAppleScript(const std::string& source,
+                                            std::optional<std::string>* error) override;
+
+  std::vector<std::string> loginItemNames() const;
+  const std::map<std::string, std::vector<std::string>>& jobs() const { return jobs_; }
+  int authorizationsAlive() const { return alive_; }
+
+ private:
+  void addItem(const std::string& name);
+  void traceLoginItems();
+
+  Scheduler& scheduler_;
+  Trace& trace_;
+  std::vector<port::LoginItem> items_;
+  uint64_t nextItem_ = 1;
+  bool refused_ = false;
+  int alive_ = 0;
+  std::map<std::string, std::vector<std::string>> jobs_;  // label → program arguments
+  ReplyPoster postReply_;
+};
+
+}  // namespace vsession
