@@ -93,6 +93,7 @@ class VirtualSession {
   VirtualUserNotifications& userNotifications() { return userNotifications_; }
   VirtualInstallation& installation() { return installation_; }
   VirtualFiles& files() { return files_; }
+  VirtualWorkspace& workspace() { return workspace_; }
   const std::filesystem::path& root() const { return root_; }
   VirtualUpdateFetch& updateFetch() { return updateFetch_; }
   const std::filesystem::path& home() const { return home_; }
