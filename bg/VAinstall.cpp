@@ -156,7 +156,8 @@ bool runBlessedHelper_cmd_parm_error(const std::string& cmd, const std::string& 
 
 void install_addToAccessibility() {
   std::string error;
-  if (!runBlessedHelper_cmd_parm_error("-a", "", &error)) log(error);
+  // A refused authorization was logged already and left no error to describe.
+  if (!runBlessedHelper_cmd_parm_error("-a", "", &error) && !error.empty()) log(error);
 }
 
 void install_removePrevVersions() {
@@ -177,7 +178,7 @@ void install_removePrevVersions() {
   }
 
   std::string error;
-  if (!runBlessedHelper_cmd_parm_error("-r", "", &error)) log(error);
+  if (!runBlessedHelper_cmd_parm_error("-r", "", &error) && !error.empty()) log(error);
 }
 
 void install_setOpenAtLogin(bool on) {
