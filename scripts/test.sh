@@ -20,7 +20,7 @@ echo "== fuzz targets (seeded from the shared test data) =="
 CC=clang CXX=clang++ cmake -S . -B build/fuzz -G Ninja -DVARSEL_FUZZ=ON >/dev/null
 cmake --build build/fuzz -j "$jobs"
 seeds=../shared/testdata
-for target in archive_fuzz domain_fuzz offsets_fuzz url_fuzz version_fuzz; do
+for target in archive_fuzz domain_fuzz offsets_fuzz url_fuzz version_fuzz pane_fuzz; do
   corpus=build/fuzz/corpus/$target  # new inputs go here, never into the shared test data
   mkdir -p "$corpus"
   echo "-- $target"
