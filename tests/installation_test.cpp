@@ -124,6 +124,22 @@ TEST(PreviousVersionTest, OnlyAnInstalledPaneWithSomethingOldCleansUp) {
   }
 }
 
+// The earlier generation's agent, still running, is asked to quit on its own port.
+TEST(PreviousVersionTest, AnOlderAgentStillRunningIsAskedToQuit) {
+  vsession::SessionConfig config = testing_support::twoWindowConfig();
+  AgentSession agent(config, false);
+  agent.session().messagePorts().claim("com.tarnwick.varselbg501", 390);
+  install_removePrevVersions();
+  const auto& requests = agent.session().messagePorts().peerRequests();
+  ASSERT_EQ(requests.size(), 1u);
+  EXPECT_EQ(requests[0].name, "com.tarnwick.varselbg501");
+  EXPECT_EQ(requests[0].msgid, 8);
+  EXPECT_EQ(requests[0].sendTimeout, 5.0);
+  auto notices = agent.linesOfKind("notice");
+  ASSERT_EQ(notices.size(), 1u);
+  EXPECT_EQ(notices[0]["name"], "com.tarnwick.varselx_k");
+}
+
 TEST(HelperTest, RefusedAuthorizationIsLoggedAndSubmitsNothing) {
   vsession::SessionConfig config = testing_support::twoWindowConfig();
   config.authorizationRefused = true;

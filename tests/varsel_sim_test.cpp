@@ -210,3 +210,23 @@ TEST(VarselSimTest, TheReadmesQuickStartRunsAsWritten) {
 }
 
 }  // namespace
+
+namespace {
+
+// No pane message asks for an update check; the program's option stands in for the pane's
+// button, and the check reaches the run's own server.
+TEST(VarselSimTest, AnUpdateCheckCanBeAskedForAtATime) {
+  fs::path dir = fs::path(::testing::TempDir()) / "varsel-sim-update";
+  fs::remove_all(dir);
+  fs::create_directories(dir);
+  std::ofstream(dir / "check.json") << R"({"system": {"agentVersion": "4.2"},
+      "web": {"versions/vx.plist": {"version": "4.2"}}, "until": 2})";
+  Outcome run = varselSim("run check.json --check-updates-at 1 --trace t.jsonl", dir);
+  ASSERT_EQ(run.status, 0) << run.err;
+  std::string trace = readFile(dir / "t.jsonl");
+  EXPECT_NE(trace.find(R"({"t":1.0,"kind":"dialog","title":"Varsel is up to date.")"),
+            std::string::npos)
+      << trace;
+}
+
+}  // namespace

@@ -60,10 +60,13 @@ CFRunLoopSourceRef VirtualMessagePorts::createRunLoopSource(CFMessagePortRef por
 }
 
 bool VirtualMessagePorts::sendRequest(CFMessagePortRef port, int32_t msgid,
-                                      const std::vector<uint8_t>& data, CFTimeInterval,
+                                      const std::vector<uint8_t>& data, CFTimeInterval sendTimeout,
                                       CFTimeInterval, std::vector<uint8_t>* reply) {
   if (!port || !port->valid) return false;
-  if (listening(port->name)) return true;  // a peer takes the message and answers nothing
+  if (listening(port->name)) {
+    peerRequests_.push_back({port->name, msgid, sendTimeout});
+    return true;  // a peer takes the message and answers nothing
+  }
   auto target = local_.find(port->name);
   if (target == local_.end() || !target->second->callback) return false;
   std::vector<uint8_t> answer;

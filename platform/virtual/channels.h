@@ -74,8 +74,16 @@ class VirtualMessagePorts final : public port::MessagePorts {
   void claim(const std::string& name, int32_t pid);
   void releaseAllOf(int32_t pid);
   bool listening(const std::string& name) const { return owners_.count(name) != 0; }
+  // The requests peers took: port name and message id, with the send time-out given.
+  struct PeerRequest {
+    std::string name;
+    int32_t msgid;
+    double sendTimeout;
+  };
+  const std::vector<PeerRequest>& peerRequests() const { return peerRequests_; }
 
  private:
+  std::vector<PeerRequest> peerRequests_;
   std::deque<port::MessagePort> ports_;
   std::map<std::string, int32_t> owners_;                // name → peer pid
   std::map<std::string, port::CFMessagePortRef> local_;  // name → the agent's port

@@ -154,7 +154,7 @@ std::optional<std::string> drawInto(OutputFile& plot, const sim::PlotData& data,
 }
 
 int runFile(const std::string& path, const std::optional<std::string>& tracePath, bool wakes,
-            const std::optional<std::string>& plotPath) {
+            const std::optional<std::string>& plotPath, std::optional<double> updateCheckAt) {
   sim::Scenario scenario = sim::loadScenario(path);
   for (const std::string& input : inputsOf(scenario)) {
     for (const auto& [what, output] :
@@ -185,6 +185,7 @@ int runFile(const std::string& path, const std::optional<std::string>& tracePath
 
   sim::RunOptions options;
   options.wakes = wakes;
+  options.updateCheckAt = updateCheckAt;
   options.keepTrace = false;
   options.plot = plot.has_value();
   if (trace) {
@@ -231,11 +232,16 @@ int run(int argc, char** argv, std::string& file) {
 
   std::string tracePath, plotPath;
   bool wakes = false;
+  std::optional<double> updateCheckAt;
   CLI::App* runCommand = app.add_subcommand("run", "Run a scenario and print a summary");
   runCommand->add_option("file", file, "Scenario file (JSON)")->required();
   CLI::Option* traceOption =
       runCommand->add_option("--trace", tracePath, "Write the trace (JSON Lines) to this file");
   runCommand->add_flag("--wakes", wakes, "Record every wake of the agent's threads in the trace");
+  runCommand
+      ->add_option("--check-updates-at", updateCheckAt,
+                   "The user asks for an update check this many seconds into the run")
+      ->check(CLI::Range(0.0, 1e6));
   CLI::Option* plotOption = runCommand->add_option(
       "--plot", plotPath,
       "Draw the content offsets and scroll deltas over time into this .svg or .png file (needs "
@@ -259,7 +265,8 @@ int run(int argc, char** argv, std::string& file) {
     return option->count() ? std::optional<std::string>(value) : std::nullopt;
   };
   if (runCommand->parsed()) {
-    return runFile(file, given(traceOption, tracePath), wakes, given(plotOption, plotPath));
+    return runFile(file, given(traceOption, tracePath), wakes, given(plotOption, plotPath),
+                   updateCheckAt);
   }
   if (prefs->parsed()) return showPrefs(file, json);
   std::optional<fs::path> tour = findTour(argv[0]);
@@ -267,7 +274,7 @@ int run(int argc, char** argv, std::string& file) {
     throw Refusal("the tour (scenarios/tour.json) is neither beside the program nor above it");
   }
   file = tour->string();
-  return runFile(file, std::nullopt, false, std::nullopt);
+  return runFile(file, std::nullopt, false, std::nullopt, std::nullopt);
 }
 
 }  // namespace

@@ -349,6 +349,11 @@ RunResult runScenario(const Scenario& scenario, const RunOptions& options) {
   });
 
   if (options.startAgent) agent_main();
+  if (options.updateCheckAt) {
+    session.scheduler().schedule(session.absolute(*options.updateCheckAt),
+                                 vsession::Scheduler::kMainLane, "update check",
+                                 [] { checkForUpdatesAndNotifyIfLatest(true); });
+  }
   InputFeeder feeder(session, scenario.input);
   feeder.start();
   session.runUntil(scenario.until);

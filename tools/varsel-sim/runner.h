@@ -20,6 +20,9 @@ struct RunOptions {
   // Each trace line as it happens (a long run writes them out instead of keeping them).
   std::function<void(const vsession::TraceLine&)> traceSink = {};
   bool plot = false;  // gather what the picture needs
+  // The user asks for an update check at this many seconds (the pane's button; no pane
+  // message carries it).
+  std::optional<double> updateCheckAt = std::nullopt;
 };
 
 struct RunResult {
