@@ -184,6 +184,10 @@ void schedule(Places& places, const InputStep& step) {
           places.at(p->t, [&session, action] { session.urlEvents().open(action->url); });
         } else if constexpr (std::is_same_v<T, NotificationInput>) {
           places.at(p->t, [&session] { session.userNotifications().clickNotification(); });
+        } else if constexpr (std::is_same_v<T, HelperInput>) {
+          places.at(p->t, [&session, action] {
+            session.notifications().postNotification("com.tarnwick.vxs", action->reply, true);
+          });
         } else if constexpr (std::is_same_v<T, DialogInput>) {
           places.at(p->t, [&session, action] {
             session.userNotifications().pressDialogButton(action->button);

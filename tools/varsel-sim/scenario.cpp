@@ -420,11 +420,11 @@ std::optional<port::PlistValue> plistFromJson(const Node& node) {
 
 InputStep readInput(const Node& node, const std::string& file) {
   static constexpr std::initializer_list<const char*> kKinds = {
-      "wheel",    "move",  "modifiers", "button", "key",          "event", "pane",
-      "trackpad", "swipe", "replay",    "url",    "notification", "dialog"};
+      "wheel",    "move",  "modifiers", "button", "key",          "event",  "pane",
+      "trackpad", "swipe", "replay",    "url",    "notification", "dialog", "helper"};
   node.expectObject({"t", "wheel", "move", "modifiers", "button", "key", "event", "pane",
-                     "trackpad", "swipe", "replay", "url", "notification", "dialog"},
-                    {"helper", "sleep"});
+                     "trackpad", "swipe", "replay", "url", "notification", "dialog", "helper"},
+                    {"sleep"});
   InputStep step;
   step.t = node.at("t").numberIn(0, 1e6);
   const char* kind = nullptr;
@@ -436,7 +436,7 @@ InputStep readInput(const Node& node, const std::string& file) {
   if (!kind) {
     node.fail(
         "missing the input: one of wheel, move, modifiers, button, key, event, pane, trackpad, "
-        "swipe, replay, url, notification, dialog");
+        "swipe, replay, url, notification, dialog, helper");
   }
   Node n = node.at(kind);
   std::string k = kind;
@@ -477,6 +477,13 @@ InputStep readInput(const Node& node, const std::string& file) {
   } else if (k == "notification") {
     if (n.string() != "click") n.fail("the one thing to do with a notification is \"click\"");
     step.action = NotificationInput{};
+  } else if (k == "helper") {
+    n.expectObject({"c", "r"});
+    HelperInput helper;
+    for (const char* key : {"c", "r"}) {
+      if (n.has(key)) helper.reply[key] = port::PlistValue(n.at(key).string());
+    }
+    step.action = helper;
   } else if (k == "dialog") {
     step.action = DialogInput{n.string()};
   } else if (k == "url") {

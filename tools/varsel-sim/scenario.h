@@ -141,6 +141,11 @@ struct WebEntry {
 
 // The user clicks the agent's last notification.
 struct NotificationInput {};
+// The helper tool posts this reply ("c" the command answered, "r" the result).
+struct HelperInput {
+  port::PlistDict reply;
+};
+
 // The user presses the button of this title in the dialog on screen.
 struct DialogInput {
   std::string button;
@@ -150,7 +155,7 @@ struct InputStep {
   double t = 0;
   std::variant<WheelInput, MoveInput, ModifiersInput, ButtonInput, KeyInput, RawEventInput,
                PaneInput, TrackpadInput, SwipeInput, ReplayInput, UrlInput, NotificationInput,
-               DialogInput>
+               DialogInput, HelperInput>
       action;
 };
 
