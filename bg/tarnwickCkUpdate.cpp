@@ -155,6 +155,13 @@ double lastVersionCheckDate() {
   return getDoubleValueFromPrefs_key("lastVersionCheckDate");
 }
 
+std::string lastUpdateCheckDateAsString() {
+  double last = lastVersionCheckDate();
+  std::string when =
+      last == 0 ? localized("never") : platform().application->mediumDateShortTime(last);
+  return localized("last check:") + " " + when;
+}
+
 void updateLastVersionCheckDate() {
   saveToPrefs_key_doubleValue("lastVersionCheckDate", utils_now());
 }

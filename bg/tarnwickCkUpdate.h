@@ -40,6 +40,8 @@ std::optional<port::PlistDict> latestVersionDictionary();
 // The dictionary in a fetched version list, or nothing when it holds none.
 std::optional<port::PlistDict> versionListFromData(const port::PlistData& data);
 
+// "last check: " and the date of the last check, or "never".
+std::string lastUpdateCheckDateAsString();
 int updateCheckIntervalDays();
 void setUpdateCheckIntervalDays(int days);
 double lastVersionCheckDate();

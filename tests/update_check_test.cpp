@@ -99,12 +99,16 @@ TEST(UpdateScheduleTest, ChecksComeAnIntervalAfterTheLastAndNeverWithIntervalZer
     double expected = !c.lastCheckAgo ? start : c.fetches ? start + 2 : start - *c.lastCheckAgo;
     EXPECT_DOUBLE_EQ(lastVersionCheckDate(), expected) << c.name;
   }
+  AgentSession agent(testing_support::twoWindowConfig(), false);
+  EXPECT_EQ(lastUpdateCheckDateAsString(), "last check: never");
+  saveToPrefs_key_doubleValue("lastVersionCheckDate", 815302800);  // 2026-11-02 09:00 GMT
+  EXPECT_EQ(lastUpdateCheckDateAsString(), "last check: Nov 2, 2026 at 9:00 AM");
 }
 
 // A check the user asked for always ends in the dialog, whatever the server did.
 TEST(UpdateCheckTest, EveryAnswerOfTheServerEndsInItsDialog) {
   vsession::WebAnswer hang = serving(versionList("4.3"));
-  hang.delaySeconds = 1;
+  hang.delaySeconds = 0.6;  // past the fetch's limit of 0.3 s
   vsession::WebAnswer early = serving(versionList("4.3"));
   early.closeEarly = true;
   vsession::WebAnswer missing;

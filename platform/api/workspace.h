@@ -64,6 +64,9 @@ class Application {
   // when the key has no entry, or the key itself when `value` is empty.
   virtual std::string localizedString(const std::string& bundlePath, const std::string& key,
                                       const std::string& value) = 0;
+  // +[NSDateFormatter localizedStringFromDate:dateStyle:timeStyle:] with the medium date and
+  // the short time style, for an absolute time.
+  virtual std::string mediumDateShortTime(double absoluteTime) = 0;
 };
 
 }  // namespace port

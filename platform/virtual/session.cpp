@@ -1,6 +1,10 @@
 #include "session.h"
 
 #include <stdlib.h>
+#include <time.h>
+
+#include <cmath>
+#include <ctime>
 
 #include <system_error>
 
@@ -219,6 +223,17 @@ std::optional<std::string> VirtualSession::AppPort::bundlePathWithIdentifier(
   if (identifier == bundleIdentifier()) return bundlePath();
   if (identifier == "com.tarnwick.varsel4") return "/Library/PreferencePanes/Varsel.prefPane";
   return std::nullopt;
+}
+
+// The session's user is in the United States, on Greenwich time: "Nov 23, 2026 at 5:07 AM".
+std::string VirtualSession::AppPort::mediumDateShortTime(double absoluteTime) {
+  constexpr double kUnixOf2001 = 978307200;
+  time_t seconds = static_cast<time_t>(std::floor(absoluteTime + kUnixOf2001));
+  struct tm parts {};
+  if (!gmtime_r(&seconds, &parts)) return "";
+  char text[64];
+  std::strftime(text, sizeof text, "%b %-d, %Y at %-I:%M %p", &parts);
+  return text;
 }
 
 std::optional<std::string> VirtualSession::AppPort::bundleShortVersionString(

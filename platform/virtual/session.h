@@ -134,6 +134,7 @@ class VirtualSession {
     std::optional<std::string> bundleShortVersionString(const std::string& bundlePath) override;
     std::string localizedString(const std::string& bundlePath, const std::string& key,
                                 const std::string& value) override;
+    std::string mediumDateShortTime(double absoluteTime) override;
 
    private:
     VirtualSession& s_;
