@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "Commonprefs.h"
+#include "bgprefs.h"
 #include "platform/api/platform.h"
 #include "tarnwickCkUpdate.h"
 
@@ -116,14 +117,10 @@ void VAinstall::start() {
 
 // The helper answers "i" (accessibility) and "n" (removal); nothing follows either.
 void VAinstall::vxsReply(const PlistDict& userInfo) {
-  auto field = [&userInfo](const char* key) -> std::string {
-    auto found = userInfo.find(key);
-    const std::string* text = found == userInfo.end() ? nullptr : found->second.string();
-    return text ? *text : "";
-  };
-  if (field("r") != "y") return;
-  std::string command = field("c");
-  if (command == "i" || command == "n") return;
+  const std::string* result = stringEntry(userInfo, "r");
+  if (!result || *result != "y") return;
+  const std::string* command = stringEntry(userInfo, "c");
+  if (command && (*command == "i" || *command == "n")) return;
 }
 
 bool runBlessedHelper_cmd_parm_error(const std::string& cmd, const std::string& parm,

@@ -1,10 +1,9 @@
 // The control channel with the preference pane: its port tells whether it runs, and
 // distributed notifications carry small dictionaries each way.
+#include "VAinstall.h"
 #include "VAstate.h"
 #include "acc/blockAtomic.h"
 #include "bgDelegate.h"
-
-#include "VAinstall.h"
 #include "platform/api/platform.h"
 
 using namespace port;
@@ -73,9 +72,7 @@ void backReply(const PlistDict& userInfo) {
       break;
     case 8: {
       // A pane of another version: this agent leaves the login items and quits.
-      auto version = userInfo.find("s");
-      const std::string* paneVersion =
-          version == userInfo.end() ? nullptr : version->second.string();
+      const std::string* paneVersion = stringEntry(userInfo, "s");
       std::string own =
           platform()
               .application->bundleShortVersionString(platform().application->bundlePath())

@@ -26,9 +26,7 @@ PlistArray defaultAppList() {
 
 const std::string* stringEntry(const PlistValue& element, const char* key) {
   const PlistDict* d = element.dict();
-  if (!d) return nullptr;
-  auto found = d->find(key);
-  return found == d->end() ? nullptr : found->second.string();
+  return d ? stringEntry(*d, key) : nullptr;
 }
 
 // A creator read as an unsigned long, whatever kind of number holds it: 0 when missing or
@@ -42,6 +40,11 @@ uint64_t creatorEntry(const PlistValue& element) {
 }
 
 }  // namespace
+
+const std::string* stringEntry(const PlistDict& dict, const char* key) {
+  auto found = dict.find(key);
+  return found == dict.end() ? nullptr : found->second.string();
+}
 
 bgprefsStatics& bgprefs_statics() {
   return s;

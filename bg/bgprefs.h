@@ -55,6 +55,8 @@ void prefs_setSpecialBehaviorFor_appBid_wRectPtr_cursor(const std::string* bid,
                                                         port::CGPoint cursor);
 // The path of the bundle that carries the product's version and resources.
 std::string currentV4Bundle();
+// The string under `key`, or null when there is none or it is not a string.
+const std::string* stringEntry(const port::PlistDict& dict, const char* key);
 
 struct bgprefsStatics {
   PrefsRecord sPrefs;

@@ -37,9 +37,7 @@ std::string localized(const char* key) {
 }
 
 std::string stringFor(const PlistDict& dict, const char* key) {
-  auto found = dict.find(key);
-  if (found == dict.end()) return "";
-  const std::string* text = found->second.string();
+  const std::string* text = stringEntry(dict, key);
   return text ? *text : "";
 }
 
