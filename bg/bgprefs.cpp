@@ -26,7 +26,7 @@ PlistArray defaultAppList() {
 
 const std::string* stringEntry(const PlistValue& element, const char* key) {
   const PlistDict* d = element.dict();
-  return d ? stringEntry(*d, key) : nullptr;
+  return d ? ::stringEntry(*d, key) : nullptr;  // the dictionary one, not this again
 }
 
 // A creator read as an unsigned long, whatever kind of number holds it: 0 when missing or
