@@ -38,7 +38,7 @@ TEST(ScenarioTest, BadScenariosAreRefusedNamingFilePlaceAndReason) {
       {R"({"input": [{"t": 1, "wheel": {"y": 1}, "key": {"chars": "a", "code": 0}}]})",
        "/input/0: one input per step: both \"wheel\" and \"key\""},
       {R"({"input": [{"t": 1, "wheel": {"y": "1"}}]})", "/input/0/wheel/y: expected a number"},
-      {R"({"input": [{"t": 1, "sleep": 30}]})", "/input/0/sleep: \"sleep\" is not supported"},
+      {R"({"input": [{"t": 1, "sleep": 0}]})", "/input/0/sleep: a sleep lasts some time"},
       {R"({"input": [{"t": 1, "helper": {"c": "n", "x": 1}}]})", "/input/0/helper/x: unknown key"},
       {R"({"input": [{"t": 1, "notification": "open"}]})",
        "/input/0/notification: the one thing to do with a notification is \"click\""},

@@ -56,7 +56,6 @@ TEST(VarselSimTest, BrokenInputIsRefusedWithItsReasonAndExitTwoBeforeAnythingRun
       {"unknown.json", R"({"nmae": "x"})"},
       {"misspelt.json", R"({"prefs": {"all": {"wheelSped": 300}}})"},
       {"replay.json", R"({"input": [{"t": 0, "replay": {"file": "."}}]})"},
-      {"sleep.json", R"({"input": [{"t": 1, "sleep": 30}]})"},
       {"rec.json",
        R"({"wheelEvents": [{"deltaMode": 0, "deltaX": 0, "deltaY": 10, "timeStamp": 0}]})"},
       {"replays.json",
@@ -81,7 +80,6 @@ TEST(VarselSimTest, BrokenInputIsRefusedWithItsReasonAndExitTwoBeforeAnythingRun
        "/prefs/all/wheelSped: \"wheelSped\" is not a setting of the agent (did you mean "
        "wheelSpeed?)"},
       {"run " + d + "replay.json", "cannot read the recording " + d + ".: it is a folder"},
-      {"run " + d + "sleep.json", "/input/0/sleep: \"sleep\" is not supported by this build yet"},
       {"run " + d + "good.json --trace " + d + "missing/t.jsonl",
        "missing/t.jsonl: cannot write the trace: No such file or directory"},
       {"run " + d + "good.json --trace " + dir.string(), ": the trace is a folder"},

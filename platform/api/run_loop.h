@@ -54,6 +54,7 @@ class RunLoops {
   virtual void timerSetNextFireDate(CFRunLoopTimerRef timer, CFAbsoluteTime fireDate) = 0;
   virtual CFAbsoluteTime timerGetNextFireDate(CFRunLoopTimerRef timer) = 0;
   virtual CFTimeInterval timerGetInterval(CFRunLoopTimerRef timer) = 0;
+  // CFRunLoopTimerInvalidate, then the caller's CFRelease: the reference is not used again.
   virtual void timerInvalidate(CFRunLoopTimerRef timer) = 0;
   virtual bool timerIsValid(CFRunLoopTimerRef timer) = 0;
 };

@@ -266,6 +266,10 @@ CFRunLoopSourceRef EventSystem::machPortCreateRunLoopSource(CFMachPortRef tap, i
   return tap->source;
 }
 
+void EventSystem::timeOutTapsInSleep() {
+  for (MachPort* tap : order_) tap->enabled = false;
+}
+
 void EventSystem::disableTap(CFMachPortRef tap, CGEventType reason) {
   if (!tap) return;
   tap->enabled = false;

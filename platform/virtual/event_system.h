@@ -28,6 +28,9 @@ class EventSystem final : public port::QuartzEvents, public port::CocoaEvents {
   void dispatchHardware(port::CGEventRef event);
   // The system disables `tap` and tells its callback why (timeout or user input).
   void disableTap(port::CFMachPortRef tap, port::CGEventType reason);
+  // The machine slept: every enabled tap timed out. Their notices went out while the
+  // agent's threads were suspended and are lost, so only a later re-enable brings them back.
+  void timeOutTapsInSleep();
   // Session taps in the order events pass them.
   const std::vector<port::MachPort*>& taps() const { return order_; }
   // The application a scroll-wheel event reached acts on it.

@@ -22,14 +22,39 @@ TaskId Scheduler::schedule(double due, LaneId lane, const char* what, port::Bloc
 TaskId Scheduler::scheduleGuarded(double due, LaneId lane, const char* what,
                                   const uint64_t* generation, port::Block task) {
   TaskId id = nextSeq_++;
-  queue_.push(
-      Task{due < now_ ? now_ : due, id, lane, what, std::move(task), generation, *generation});
+  queue_.push(Task{notPast(due), id, lane, what, std::move(task), generation, *generation});
   return id;
 }
 
 void Scheduler::scheduleAt(TaskId reserved, double due, LaneId lane, const char* what,
                            port::Block task) {
-  queue_.push(Task{due < now_ ? now_ : due, reserved, lane, what, std::move(task)});
+  queue_.push(Task{notPast(due), reserved, lane, what, std::move(task)});
+}
+
+double Scheduler::notPast(double due) {
+  if (due >= now_) return due;
+  ++schedulesInThePast_;
+  return now_;
+}
+
+void Scheduler::sleepMachine(double seconds) {
+  if (!(seconds > 0)) return;
+  double wake = now_ + seconds;
+  std::vector<Task> tasks;
+  tasks.reserve(queue_.size());
+  while (!queue_.empty()) {
+    tasks.push_back(std::move(const_cast<Task&>(queue_.top())));
+    queue_.pop();
+  }
+  for (Task& task : tasks) {
+    if (task.lane != kSystemLane) {
+      task.due += seconds;
+    } else if (task.due < wake) {
+      task.due = wake;
+    }
+    queue_.push(std::move(task));
+  }
+  now_ = wake;
 }
 
 void Scheduler::cancel(TaskId id) {

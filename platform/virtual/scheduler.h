@@ -64,6 +64,16 @@ class Scheduler {
   void runUntil(double until);
   // The current task's thread sleeps: the clock moves on without running anything.
   void advance(double seconds) { now_ += seconds; }
+  // The machine sleeps for `seconds`: the clock (wall time) jumps, but the agent's timers
+  // and delayed blocks count machine time, which stood still, so each still has as long to
+  // go after the wake as it had before. What the system itself had due meanwhile (input)
+  // happens at the wake.
+  void sleepMachine(double seconds);
+  // Tasks asked for at a time already past (they run now). The agent's timers may do that
+  // legitimately; the session's own input never should.
+  uint64_t schedulesInThePast() const { return schedulesInThePast_; }
+  // Tasks queued and not yet run, dropped or cancelled ones included until their time.
+  size_t queued() const { return queue_.size(); }
   // Stops the run after the current task: the process has ended.
   void stop() { stopped_ = true; }
   bool stopped() const { return stopped_; }
@@ -92,9 +102,13 @@ class Scheduler {
     }
   };
 
+  // `due`, or now for a time already past (counted).
+  double notPast(double due);
+
   double start_;
   double now_;
   uint64_t nextSeq_ = 1;
+  uint64_t schedulesInThePast_ = 0;
   LaneId current_ = kMainLane;
   bool stopped_ = false;
   std::vector<std::string> lanes_;

@@ -184,6 +184,13 @@ void VirtualSession::paneSend(const port::PlistDict& message) {
   notifications_.postNotification("com.tarnwick.v4fb", message, true);
 }
 
+void VirtualSession::sleepMachine(double seconds) {
+  if (!(seconds > 0)) return;
+  events_.timeOutTapsInSleep();
+  threading_.machineSlept(seconds);
+  scheduler_.sleepMachine(seconds);
+}
+
 void VirtualSession::at(double seconds, port::Block action) {
   scheduler_.schedule(absolute(seconds), Scheduler::kSystemLane, "input", std::move(action));
 }

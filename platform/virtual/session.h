@@ -103,6 +103,12 @@ class VirtualSession {
   // The pane posts a message to the agent ("m" and, for some, "s").
   void paneSend(const port::PlistDict& message);
 
+  // The machine sleeps for `seconds` from now, then wakes: no thread runs meanwhile, the
+  // wall clock jumps, the agent's timers and delayed blocks keep what they had left to go
+  // (they count machine time), the event taps time out, and input due meanwhile comes at
+  // the wake.
+  void sleepMachine(double seconds);
+
   // Virtual seconds since the session started, and the absolute time of such a moment.
   double elapsed() const { return scheduler_.now() - scheduler_.startTime(); }
   double absolute(double seconds) const { return scheduler_.startTime() + seconds; }

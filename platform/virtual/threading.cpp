@@ -1,5 +1,7 @@
 #include "threading.h"
 
+#include <algorithm>
+
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -78,7 +80,19 @@ void Threading::drainBlocks(LaneId lane) {
 CFRunLoopTimerRef Threading::timerCreate(CFAbsoluteTime fireDate, CFTimeInterval interval,
                                          CFRunLoopTimerCallBack callout, void* info) {
   if (faults_.failTimerCreate) return nullptr;
-  RunLoopTimer& timer = timers_.emplace_back();
+  // A released timer's storage is reused, as the allocator would; its generation goes on
+  // counting, so a firing still queued for the old timer is dropped.
+  RunLoopTimer* slot = nullptr;
+  if (freeTimers_.empty()) {
+    slot = &timers_.emplace_back();
+  } else {
+    slot = freeTimers_.back();
+    freeTimers_.pop_back();
+    uint64_t generation = slot->generation + 1;
+    *slot = RunLoopTimer{};
+    slot->generation = generation;
+  }
+  RunLoopTimer& timer = *slot;
   timer.nextFire = fireDate;
   timer.interval = interval;
   timer.callout = callout;
@@ -88,8 +102,9 @@ CFRunLoopTimerRef Threading::timerCreate(CFAbsoluteTime fireDate, CFTimeInterval
 
 void Threading::scheduleTimer(RunLoopTimer* timer) {
   ++timer->generation;
-  scheduler_.scheduleGuarded(timer->nextFire, timer->loop->lane, "timer", &timer->generation,
-                             [this, timer] { fireTimer(timer); });
+  // A fire date already past fires on the loop's next pass.
+  scheduler_.scheduleGuarded(std::max(timer->nextFire, scheduler_.now()), timer->loop->lane,
+                             "timer", &timer->generation, [this, timer] { fireTimer(timer); });
 }
 
 void Threading::fireTimer(RunLoopTimer* timer) {
@@ -100,6 +115,7 @@ void Threading::fireTimer(RunLoopTimer* timer) {
   if (!timer->valid || timer->generation != firing) return;
   if (timer->interval <= 0) {
     timer->valid = false;  // a one-shot timer is done after its firing
+    freeTimers_.push_back(timer);
     return;
   }
   // A repeating timer keeps its phase; firings missed while the thread was busy are skipped.
@@ -115,6 +131,12 @@ void Threading::timerSetNextFireDate(CFRunLoopTimerRef timer, CFAbsoluteTime fir
   if (timer->loop) scheduleTimer(timer);
 }
 
+void Threading::machineSlept(double seconds) {
+  for (RunLoopTimer& timer : timers_) {
+    if (timer.valid && timer.loop) timer.nextFire += seconds;
+  }
+}
+
 CFAbsoluteTime Threading::timerGetNextFireDate(CFRunLoopTimerRef timer) {
   return timer ? timer->nextFire : 0;
 }
@@ -123,6 +145,12 @@ void Threading::timerInvalidate(CFRunLoopTimerRef timer) {
   if (!timer || !timer->valid) return;
   timer->valid = false;
   ++timer->generation;
+  // Invalidating stands for the agent's invalidate-and-release: nobody holds it after.
+  freeTimers_.push_back(timer);
+}
+
+size_t Threading::liveTimers() const {
+  return timers_.size() - freeTimers_.size();
 }
 
 bool Threading::timerIsValid(CFRunLoopTimerRef timer) {
@@ -142,7 +170,9 @@ void Threading::async(dispatch_queue_t queue, Block block) {
 }
 
 void Threading::after(CFTimeInterval delay, dispatch_queue_t queue, Block block) {
-  scheduler_.schedule(scheduler_.now() + delay, queue->lane, "dispatch", std::move(block));
+  // A delay already past, as GCD reads it, means now.
+  scheduler_.schedule(scheduler_.now() + std::max(0.0, delay), queue->lane, "dispatch",
+                      std::move(block));
 }
 
 void Threading::detachNewThread(const char* name, Block body) {

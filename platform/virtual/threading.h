@@ -105,6 +105,11 @@ class Threading final : public port::Clock,
   // that is a crash, so the agent's mistake cannot go unseen.
   void autorelease(void (*release)(void* owner, void* object), void* owner, void* object);
 
+  // The machine slept: the timers' fire dates (machine time) move with the wall clock.
+  void machineSlept(double seconds);
+  // Timers made and not invalidated (a one-shot timer is done once it fired).
+  size_t liveTimers() const;
+
   port::RunLoop* loopFor(LaneId lane);
   // The run loop of `lane` finished a pass: run the blocks queued for it.
   void drainBlocks(LaneId lane);
@@ -120,6 +125,7 @@ class Threading final : public port::Clock,
   port::DispatchQueue mainQueue_{Scheduler::kMainLane};
   std::map<LaneId, std::unique_ptr<port::RunLoop>> loops_;
   std::deque<port::RunLoopTimer> timers_;
+  std::vector<port::RunLoopTimer*> freeTimers_;  // invalid ones, their storage free again
   std::deque<port::RunLoopSource> sources_;
   std::deque<port::DispatchQueue> queues_;
   std::deque<port::Lock> locks_;

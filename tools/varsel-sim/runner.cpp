@@ -188,6 +188,8 @@ void schedule(Places& places, const InputStep& step) {
           places.at(p->t, [&session, action] {
             session.notifications().postNotification("com.tarnwick.vxs", action->reply, true);
           });
+        } else if constexpr (std::is_same_v<T, SleepInput>) {
+          places.at(p->t, [&session, action] { session.sleepMachine(action->seconds); });
         } else if constexpr (std::is_same_v<T, DialogInput>) {
           places.at(p->t, [&session, action] {
             session.userNotifications().pressDialogButton(action->button);

@@ -47,20 +47,14 @@ class Node {
     throw ScenarioError(file_, path_.empty() ? "/" : path_, message);
   }
 
-  // An object whose keys all come from `known`; `notYet` names documented keys this build
-  // does not play.
-  void expectObject(std::initializer_list<const char*> known,
-                    std::initializer_list<const char*> notYet = {}) const {
+  // An object whose keys all come from `known`.
+  void expectObject(std::initializer_list<const char*> known) const {
     if (!value_.is_object()) fail("expected an object");
     for (const auto& item : value_.items()) {
       const std::string& key = item.key();
       auto is = [&key](const char* k) { return key == k; };
       if (std::any_of(known.begin(), known.end(), is)) continue;
-      Node child = at(key.c_str());
-      if (std::any_of(notYet.begin(), notYet.end(), is)) {
-        child.fail("\"" + key + "\" is not supported by this build yet");
-      }
-      child.fail("unknown key \"" + key + "\"");
+      at(key.c_str()).fail("unknown key \"" + key + "\"");
     }
   }
 
@@ -420,11 +414,11 @@ std::optional<port::PlistValue> plistFromJson(const Node& node) {
 
 InputStep readInput(const Node& node, const std::string& file) {
   static constexpr std::initializer_list<const char*> kKinds = {
-      "wheel",    "move",  "modifiers", "button", "key",          "event",  "pane",
-      "trackpad", "swipe", "replay",    "url",    "notification", "dialog", "helper"};
+      "wheel", "move",   "modifiers", "button",       "key",    "event",  "pane", "trackpad",
+      "swipe", "replay", "url",       "notification", "dialog", "helper", "sleep"};
   node.expectObject({"t", "wheel", "move", "modifiers", "button", "key", "event", "pane",
-                     "trackpad", "swipe", "replay", "url", "notification", "dialog", "helper"},
-                    {"sleep"});
+                     "trackpad", "swipe", "replay", "url", "notification", "dialog", "helper",
+                     "sleep"});
   InputStep step;
   step.t = node.at("t").numberIn(0, 1e6);
   const char* kind = nullptr;
@@ -436,11 +430,15 @@ InputStep readInput(const Node& node, const std::string& file) {
   if (!kind) {
     node.fail(
         "missing the input: one of wheel, move, modifiers, button, key, event, pane, trackpad, "
-        "swipe, replay, url, notification, dialog, helper");
+        "swipe, replay, url, notification, dialog, helper, sleep");
   }
   Node n = node.at(kind);
   std::string k = kind;
-  if (k == "wheel") {
+  if (k == "sleep") {
+    double seconds = n.numberIn(0, 1e6);
+    if (seconds <= 0) n.fail("a sleep lasts some time");
+    step.action = SleepInput{seconds};
+  } else if (k == "wheel") {
     n.expectObject({"x", "y", "pixels"});
     WheelInput w;
     if (n.has("x")) w.x = n.at("x").numberIn(-1e4, 1e4);
@@ -582,6 +580,11 @@ std::string lineAndColumn(const std::string& text, size_t byte) {
 
 }  // namespace
 
+double InputStep::end() const {
+  const SleepInput* sleep = std::get_if<SleepInput>(&action);
+  return sleep ? t + sleep->seconds : t;
+}
+
 Scenario parseScenario(const std::string& text, const std::string& file) {
   json doc;
   try {
@@ -717,7 +720,8 @@ Scenario parseScenario(const std::string& text, const std::string& file) {
   }
   std::stable_sort(s.input.begin(), s.input.end(),
                    [](const InputStep& a, const InputStep& b) { return a.t < b.t; });
-  double lastInput = s.input.empty() ? 0 : s.input.back().t;
+  double lastInput = 0;
+  for (const InputStep& step : s.input) lastInput = std::max(lastInput, step.end());
   if (root.has("until")) {
     Node until = root.at("until");
     s.until = until.numberIn(0, 1e6);

@@ -151,12 +151,19 @@ struct DialogInput {
   std::string button;
 };
 
+// The machine sleeps this many seconds, then wakes.
+struct SleepInput {
+  double seconds = 0;
+};
+
 struct InputStep {
   double t = 0;
   std::variant<WheelInput, MoveInput, ModifiersInput, ButtonInput, KeyInput, RawEventInput,
                PaneInput, TrackpadInput, SwipeInput, ReplayInput, UrlInput, NotificationInput,
-               DialogInput, HelperInput>
+               DialogInput, HelperInput, SleepInput>
       action;
+  // When the step's own input is over: a sleep ends at its wake.
+  double end() const;
 };
 
 struct Scenario {

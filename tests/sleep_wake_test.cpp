@@ -1,0 +1,136 @@
+// Sleep and wake: the taps the system timed out come back by the re-enable timer, the
+// input that came meanwhile is not lost, and a coast, hover scroll or key repeat running
+// when the machine slept goes on at its own pace after the wake instead of catching up.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <functional>
+
+#include "VAevent.h"
+#include "VAkeys.h"
+#include "VAscroll.h"
+#include "VAstate.h"
+#include "VAtapMgr.h"
+#include "VAutils.h"
+#include "agent_session.h"
+#include "bgDelegate.h"
+
+namespace {
+
+using namespace port;
+using testing_support::AgentSession;
+
+constexpr uint64_t kControl = kCGEventFlagMaskControl;
+constexpr uint64_t kOption = kCGEventFlagMaskAlternate;
+
+class SleepWakeTest : public ::testing::Test {
+ protected:
+  SleepWakeTest() : agent(testing_support::readerPageConfig()) {}
+
+  double now() { return agent.session().elapsed(); }
+  void runFor(double seconds) { agent.runUntil(now() + seconds); }
+  void sleepFor(double seconds) {
+    agent.at(now(), [this, seconds] { agent.session().sleepMachine(seconds); });
+    runFor(0);
+  }
+  AgentSession agent;
+};
+
+// The largest pixel movement of one scroll event the agent posted in [from, to).
+double largestPosted(const AgentSession& agent, double from, double to) {
+  double most = 0;
+  for (const auto& l : agent.linesOfKind("deliver")) {
+    double t = l["t"];
+    if (t < from || t >= to || l["type"] != kCGEventScrollWheel) continue;
+    if (l["user"] != kAgentEventTag) continue;
+    most = std::max({most, std::fabs(l["px1"].get<double>()), std::fabs(l["px2"].get<double>())});
+  }
+  return most;
+}
+
+TEST_F(SleepWakeTest, TimedOutTapsAreBackWithinSevenSecondsAndWhatCameMeanwhileIsDelivered) {
+  agent.runUntil(10);
+  const VAtapMgrStatics& taps = VAtapMgr_statics();
+  vsession::EventSystem& quartz = agent.events();
+  double wallBefore = utils_now();
+  sleepFor(3600);
+  EXPECT_NEAR(utils_now() - wallBefore, 3600, 1e-6);  // the wall clock jumped
+  EXPECT_FALSE(quartz.tapIsEnabled(taps.sTap));
+  EXPECT_FALSE(quartz.tapIsEnabled(taps.sTapKeys));
+
+  // With the taps dead a notch reaches the application untouched, not swallowed.
+  size_t swallowed = agent.linesOfKind("swallow").size();
+  agent.input().wheel(0, -1, std::nullopt);
+  EXPECT_EQ(agent.linesOfKind("swallow").size(), swallowed);
+  EXPECT_EQ(agent.linesOfKind("deliver").back()["d1"], -1);
+
+  // The re-enable timer kept its machine-time phase (3 s, then every 7 s) across the sleep.
+  runFor(7);
+  EXPECT_TRUE(quartz.tapIsEnabled(taps.sTap));
+  EXPECT_TRUE(quartz.tapIsEnabled(taps.sTapKeys));
+  EXPECT_EQ(quartz.tapIsEnabled(taps.sTapMMoved), taps.sEnableEvTapMMoved != 0);
+  agent.input().wheel(0, -1, std::nullopt);
+  EXPECT_EQ(agent.linesOfKind("swallow").size(), swallowed + 1);  // the agent coasts it
+
+  // The run timer goes on at its idle cadence.
+  CFRunLoopTimerRef runTimer = bgDelegate_statics().sRunTimer;
+  double next = platform().runLoops->timerGetNextFireDate(runTimer) - utils_now();
+  EXPECT_GT(next, 0);
+  EXPECT_LE(next, 20);
+}
+
+// Each mode is running when the machine sleeps a minute. After the wake no tick moves more
+// than the mode moved per tick before, so nothing is made up as a burst.
+TEST(SleepWake, ACoastHoverOrKeyRepeatRunningAtSleepResumesWithoutABurst) {
+  const struct {
+    const char* mode;
+    std::function<void(AgentSession&)> start;
+    std::function<bool()> running;
+  } cases[] = {
+      {"coast",
+       [](AgentSession& a) {
+         for (int i = 0; i < 4; ++i) {
+           a.input().wheel(0, -3, std::nullopt);
+           a.runUntil(a.session().elapsed() + 0.03);
+         }
+       },
+       [] { return state_doingCoast(); }},
+      {"hover",
+       [](AgentSession& a) {
+         prefs_bgprefs()->hoverOn = 1;
+         for (int i = 0; i <= 30; ++i) {
+           a.input().moveTo({400, 660.0 + i});
+           a.runUntil(a.session().elapsed() + 0.025);
+         }
+         a.runUntil(a.session().elapsed() + 1.5);
+       },
+       [] { return state_doingHover(); }},
+      {"key repeat",
+       [](AgentSession& a) {
+         // Hold Control, tap Option (a flick), then hold Option: the repeat.
+         for (uint64_t mods : {kControl, kControl | kOption, kControl, kControl | kOption}) {
+           a.input().setModifiers(mods);
+           a.runUntil(a.session().elapsed() + 0.05);
+         }
+         a.runUntil(a.session().elapsed() + 0.3);
+       },
+       [] { return keys_repeatStarted(); }},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.mode);
+    AgentSession a(testing_support::readerPageConfig());
+    a.runUntil(1);
+    c.start(a);
+    ASSERT_TRUE(c.running());
+    double before = a.session().elapsed();
+    double perTick = largestPosted(a, before - 0.2, before);
+    ASSERT_GT(perTick, 0);
+    a.at(before, [&a] { a.session().sleepMachine(60); });
+    a.runUntil(before + 60 + 0.5);
+    double after = largestPosted(a, before + 60, before + 60.5);
+    EXPECT_LE(after, perTick * 1.5 + 1);
+  }
+}
+
+}  // namespace
