@@ -1,5 +1,6 @@
 #include "scheduler.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace vsession {
@@ -22,13 +23,13 @@ TaskId Scheduler::schedule(double due, LaneId lane, const char* what, port::Bloc
 TaskId Scheduler::scheduleGuarded(double due, LaneId lane, const char* what,
                                   const uint64_t* generation, port::Block task) {
   TaskId id = nextSeq_++;
-  queue_.push(Task{notPast(due), id, lane, what, std::move(task), generation, *generation});
+  push(Task{notPast(due), id, lane, what, std::move(task), generation, *generation});
   return id;
 }
 
 void Scheduler::scheduleAt(TaskId reserved, double due, LaneId lane, const char* what,
                            port::Block task) {
-  queue_.push(Task{notPast(due), reserved, lane, what, std::move(task)});
+  push(Task{notPast(due), reserved, lane, what, std::move(task)});
 }
 
 double Scheduler::notPast(double due) {
@@ -37,23 +38,43 @@ double Scheduler::notPast(double due) {
   return now_;
 }
 
+void Scheduler::push(Task task) {
+  queue_.push_back(std::move(task));
+  std::push_heap(queue_.begin(), queue_.end(), Later{});
+  // A timer moved to a new date leaves its old firing behind, to be dropped when due; a
+  // parked timer's lies years ahead. Clearing them out now and then keeps a long run's
+  // queue as large as what is really pending.
+  if (queue_.size() >= compactAt_) {
+    std::erase_if(queue_, [this](const Task& t) {
+      if (!dropped(t)) return false;
+      cancelled_.erase(t.seq);
+      return true;
+    });
+    std::make_heap(queue_.begin(), queue_.end(), Later{});
+    compactAt_ = std::max<size_t>(kFirstCompaction, 2 * queue_.size());
+  }
+}
+
+bool Scheduler::dropped(const Task& task) const {
+  return (task.generation && *task.generation != task.expected) || cancelled_.count(task.seq);
+}
+
+size_t Scheduler::pending() const {
+  return static_cast<size_t>(std::count_if(queue_.begin(), queue_.end(),
+                                           [this](const Task& t) { return !dropped(t); }));
+}
+
 void Scheduler::sleepMachine(double seconds) {
   if (!(seconds > 0)) return;
   double wake = now_ + seconds;
-  std::vector<Task> tasks;
-  tasks.reserve(queue_.size());
-  while (!queue_.empty()) {
-    tasks.push_back(std::move(const_cast<Task&>(queue_.top())));
-    queue_.pop();
-  }
-  for (Task& task : tasks) {
+  for (Task& task : queue_) {
     if (task.lane != kSystemLane) {
       task.due += seconds;
     } else if (task.due < wake) {
       task.due = wake;
     }
-    queue_.push(std::move(task));
   }
+  std::make_heap(queue_.begin(), queue_.end(), Later{});
   now_ = wake;
 }
 
@@ -72,10 +93,10 @@ void Scheduler::runOnLane(LaneId lane, const char* what, void (*work)(void*), vo
 }
 
 void Scheduler::runUntil(double until) {
-  while (!stopped_ && !queue_.empty() && queue_.top().due <= until) {
-    // priority_queue only hands out const access; the task is moved out before the pop.
-    Task task = std::move(const_cast<Task&>(queue_.top()));
-    queue_.pop();
+  while (!stopped_ && !queue_.empty() && queue_.front().due <= until) {
+    std::pop_heap(queue_.begin(), queue_.end(), Later{});
+    Task task = std::move(queue_.back());
+    queue_.pop_back();
     if (task.generation && *task.generation != task.expected) continue;
     if (!cancelled_.empty() && cancelled_.erase(task.seq)) continue;
     // A task that fell due while a thread slept runs late; the clock never goes back.

@@ -6,7 +6,6 @@
 
 #include <cstdint>
 #include <functional>
-#include <queue>
 #include <string>
 #include <type_traits>
 #include <unordered_set>
@@ -72,8 +71,8 @@ class Scheduler {
   // Tasks asked for at a time already past (they run now). The agent's timers may do that
   // legitimately; the session's own input never should.
   uint64_t schedulesInThePast() const { return schedulesInThePast_; }
-  // Tasks queued and not yet run, dropped or cancelled ones included until their time.
-  size_t queued() const { return queue_.size(); }
+  // Tasks queued to run: neither dropped nor cancelled.
+  size_t pending() const;
   // Stops the run after the current task: the process has ended.
   void stop() { stopped_ = true; }
   bool stopped() const { return stopped_; }
@@ -102,8 +101,13 @@ class Scheduler {
     }
   };
 
+  static constexpr size_t kFirstCompaction = 4096;
+
   // `due`, or now for a time already past (counted).
   double notPast(double due);
+  void push(Task task);
+  // A task that will be skipped: its timer moved on, or it was cancelled.
+  bool dropped(const Task& task) const;
 
   double start_;
   double now_;
@@ -112,7 +116,8 @@ class Scheduler {
   LaneId current_ = kMainLane;
   bool stopped_ = false;
   std::vector<std::string> lanes_;
-  std::priority_queue<Task, std::vector<Task>, Later> queue_;
+  std::vector<Task> queue_;  // a heap, the earliest task in front
+  size_t compactAt_ = kFirstCompaction;
   std::unordered_set<TaskId> cancelled_;
   std::function<void(LaneId, const char*)> wakeObserver_;
   std::function<void()> afterWake_;
