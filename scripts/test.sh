@@ -20,14 +20,18 @@ echo "== fuzz targets (seeded from the shared test data) =="
 CC=clang CXX=clang++ cmake -S . -B build/fuzz -G Ninja -DVARSEL_FUZZ=ON >/dev/null
 cmake --build build/fuzz -j "$jobs"
 seeds=../shared/testdata
-for target in archive_fuzz domain_fuzz offsets_fuzz url_fuzz version_fuzz pane_fuzz; do
+shared_seeds=("$seeds/keyed-archives" "$seeds/plists/valid" "$seeds/plists/malformed" "$seeds/plists/fuzz-crashes")
+for target in archive_fuzz domain_fuzz offsets_fuzz url_fuzz version_fuzz pane_fuzz agent_fuzz; do
   corpus=build/fuzz/corpus/$target  # new inputs go here, never into the shared test data
   mkdir -p "$corpus"
+  # Random input through the whole agent starts from the scenarios and every input it ever
+  # found a fault with.
+  target_seeds=("${shared_seeds[@]}")
+  [ "$target" = agent_fuzz ] && target_seeds=(scenarios tests/fuzz/agent_findings)
   echo "-- $target"
   log=build/fuzz/$target.log
   # A finding is kept as build/fuzz/crash-* and its report printed in full.
-  if ! build/fuzz/tests/fuzz/$target "$corpus" "$seeds/keyed-archives" "$seeds/plists/valid" \
-    "$seeds/plists/malformed" "$seeds/plists/fuzz-crashes" -artifact_prefix=build/fuzz/ \
+  if ! build/fuzz/tests/fuzz/$target "$corpus" "${target_seeds[@]}" -artifact_prefix=build/fuzz/ \
     -max_total_time="${FUZZ_SECONDS:-20}" -rss_limit_mb=2048 -print_final_stats=1 >"$log" 2>&1; then
     grep -v '^#[0-9]' "$log" | tail -n 80
     exit 1

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "outside_world.h"
+#include "tools/varsel-sim/quiet_check.h"
 #include "tools/varsel-sim/runner.h"
 #include "tools/varsel-sim/scenario.h"
 
@@ -120,6 +121,26 @@ TEST(ScenarioTest, RegressionSetMatchesItsExpectedTraces) {
     ++compared;
   }
   EXPECT_GE(compared, 2);
+}
+
+// Whatever each scenario left running, letting go and "varsel://stop" bring the agent to
+// rest, and nothing it posted on the way was too large.
+TEST(ScenarioTest, EveryScenarioComesToRestOnceLetGoAndStopped) {
+  for (const auto& entry : fs::directory_iterator(VARSEL_SCENARIOS_DIR)) {
+    if (entry.path().extension() != ".json") continue;
+    sim::TraceWatch watch;
+    std::vector<std::string> violations;
+    sim::RunOptions options;
+    options.keepTrace = false;
+    options.traceSink = [&watch](const vsession::TraceLine& line) { watch.line(line); };
+    options.atEnd = [&violations](vsession::VirtualSession& session) {
+      sim::letGoAndStop(session);
+      violations = sim::restViolations(session);
+    };
+    sim::runScenario(sim::loadScenario(entry.path().string()), options);
+    EXPECT_EQ(watch.violation(), "") << entry.path();
+    EXPECT_EQ(violations, std::vector<std::string>{}) << entry.path();
+  }
 }
 
 }  // namespace

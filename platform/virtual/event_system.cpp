@@ -186,9 +186,11 @@ void EventSystem::dispatchHardware(CGEventRef event) {
 void EventSystem::throughTaps(CGEventRef event, CGEventTapLocation entry) {
   // Taps made while an event is under way see the next event, not this one.
   const std::vector<MachPort*> taps = order_;
+  // A mask has a bit for each type below 64; no tap can ask for a type beyond.
+  bool maskable = event->type < 64;
   for (MachPort* tap : taps) {
-    if (tap->location < entry || !tap->enabled || !(tap->mask & CGEventMaskBit(event->type)) ||
-        !tap->source || !tap->source->loop) {
+    if (tap->location < entry || !tap->enabled || !maskable ||
+        !(tap->mask & CGEventMaskBit(event->type)) || !tap->source || !tap->source->loop) {
       continue;
     }
     CGEventRef result = nullptr;

@@ -202,4 +202,13 @@ void InputDevices::raw(CGEventType type, const std::map<CGEventField, double>& f
   events_.dispatchHardware(e);
 }
 
+void InputDevices::releaseAll() {
+  for (int number = 0; number < 32; ++number) {
+    if (world_.pressedButtons & (1u << number)) button(number, false);
+  }
+  if (repeating_)
+    key(repeating_->keycode, false, repeating_->characters, repeating_->ignoringModifiers);
+  setModifierKeys(0);
+}
+
 }  // namespace vsession

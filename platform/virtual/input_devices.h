@@ -43,6 +43,8 @@ class InputDevices {
   // down repeats at the system's rate until it goes up or another key goes down.
   void key(uint16_t keycode, bool down, std::optional<std::string> characters = std::nullopt,
            std::optional<std::string> ignoringModifiers = std::nullopt);
+  // The user lets go of everything: every button held, the key held and the modifiers.
+  void releaseAll();
   // An event of any type with the given fields, at the cursor.
   void raw(port::CGEventType type, const std::map<port::CGEventField, double>& fields,
            uint64_t flags);

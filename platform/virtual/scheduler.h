@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <string>
 #include <type_traits>
 #include <unordered_set>
@@ -71,8 +72,8 @@ class Scheduler {
   // Tasks asked for at a time already past (they run now). The agent's timers may do that
   // legitimately; the session's own input never should.
   uint64_t schedulesInThePast() const { return schedulesInThePast_; }
-  // Tasks queued to run: neither dropped nor cancelled.
-  size_t pending() const;
+  // Tasks queued to run (neither dropped nor cancelled), by what they are and their lane.
+  std::map<std::string, size_t> pending() const;
   // Stops the run after the current task: the process has ended.
   void stop() { stopped_ = true; }
   bool stopped() const { return stopped_; }
@@ -117,6 +118,11 @@ class Scheduler {
   bool stopped_ = false;
   std::vector<std::string> lanes_;
   std::vector<Task> queue_;  // a heap, the earliest task in front
+  struct Sleep {
+    double start;
+    double wake;
+  };
+  std::vector<Sleep> sleeps_;
   size_t compactAt_ = kFirstCompaction;
   std::unordered_set<TaskId> cancelled_;
   std::function<void(LaneId, const char*)> wakeObserver_;

@@ -189,7 +189,11 @@ void schedule(Places& places, const InputStep& step) {
             session.notifications().postNotification("com.tarnwick.vxs", action->reply, true);
           });
         } else if constexpr (std::is_same_v<T, SleepInput>) {
-          places.at(p->t, [&session, action] { session.sleepMachine(action->seconds); });
+          // A sleep that begins while the machine already sleeps makes it sleep on until
+          // its own wake, if that is later.
+          places.at(p->t, [&session, p, action] {
+            session.sleepMachine(p->t + action->seconds - session.elapsed());
+          });
         } else if constexpr (std::is_same_v<T, DialogInput>) {
           places.at(p->t, [&session, action] {
             session.userNotifications().pressDialogButton(action->button);
@@ -363,6 +367,7 @@ RunResult runScenario(const Scenario& scenario, const RunOptions& options) {
   InputFeeder feeder(session, scenario.input);
   feeder.start();
   session.runUntil(scenario.until);
+  if (options.atEnd) options.atEnd(session);
 
   result.trace = session.trace().lines();
   result.terminated = session.terminated();

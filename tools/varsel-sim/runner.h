@@ -23,6 +23,8 @@ struct RunOptions {
   // The user asks for an update check at this many seconds (the pane's button; no pane
   // message carries it).
   std::optional<double> updateCheckAt = std::nullopt;
+  // Runs once the scenario's time is up, before the session goes: may play on and look in.
+  std::function<void(vsession::VirtualSession&)> atEnd = {};
 };
 
 struct RunResult {

@@ -157,11 +157,11 @@ struct SleepInput {
 };
 
 struct InputStep {
+  using Action = std::variant<WheelInput, MoveInput, ModifiersInput, ButtonInput, KeyInput,
+                              RawEventInput, PaneInput, TrackpadInput, SwipeInput, ReplayInput,
+                              UrlInput, NotificationInput, DialogInput, HelperInput, SleepInput>;
   double t = 0;
-  std::variant<WheelInput, MoveInput, ModifiersInput, ButtonInput, KeyInput, RawEventInput,
-               PaneInput, TrackpadInput, SwipeInput, ReplayInput, UrlInput, NotificationInput,
-               DialogInput, HelperInput, SleepInput>
-      action;
+  Action action;
   // When the step's own input is over: a sleep ends at its wake.
   double end() const;
 };

@@ -1,0 +1,39 @@
+// What must hold of the agent once the user has let go and it has been told to stop: no
+// mode on, nothing shown, its timers at their idle pace, and nothing alive beyond what it
+// keeps for its whole life. Random input and long runs end with this check.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "platform/virtual/session.h"
+
+namespace sim {
+
+// How long the agent is left alone after "varsel://stop" before the check.
+inline constexpr double kQuietAfterStop = 2.0;
+
+// The user lets go of every button, key and modifier, moves the pointer off every window,
+// taps Shift (a modifier change ends a coast), and a "varsel://stop" follows; then the
+// session runs `kQuietAfterStop` seconds with no input.
+void letGoAndStop(vsession::VirtualSession& session);
+
+// Every way the agent is not at rest, one line each; empty when it is, or when it ended.
+std::vector<std::string> restViolations(vsession::VirtualSession& session);
+
+// The largest movement on one axis that the agent may post in one scroll event.
+inline constexpr double kLargestPostedScroll = 1000;
+
+// Watches a run's trace as it goes: the clock never goes back and no scroll event the agent
+// posts moves more than kLargestPostedScroll on an axis. The first violation is kept.
+class TraceWatch {
+ public:
+  void line(const vsession::TraceLine& line);
+  const std::string& violation() const { return violation_; }
+
+ private:
+  double last_ = 0;
+  std::string violation_;
+};
+
+}  // namespace sim

@@ -1,0 +1,19 @@
+// A scenario made from arbitrary bytes, for random testing: a scenario file's text is read as
+// one; any other bytes choose the system, random settings (any value of any key, globally,
+// for all applications and per application) and a run of timed input of every kind.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "scenario.h"
+
+namespace sim {
+
+// How long the input of random bytes may go on, and how many steps it may have.
+inline constexpr double kRandomInputSeconds = 120;
+inline constexpr size_t kRandomInputSteps = 400;
+
+Scenario scenarioFromBytes(const uint8_t* data, size_t size);
+
+}  // namespace sim
