@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "VAux.h"
+#include "acc/relaxed.h"
 #include "bgprefs.h"
 #include "platform/api/events.h"
 
@@ -86,7 +87,8 @@ struct VAeventStatics {
   double sTimeGotPhaseEnded = 0;
   // The keyboard's. The last key down is written on the main thread, where keys arrive,
   // and read on both.
-  double sLastKeyDownTime = 0;
+  // Set by the key tap on the main thread, read by the flags handler on the event thread.
+  Relaxed<double> sLastKeyDownTime = 0;
   double sAutoScrollModWentDownTime = 0;  // 0 while the modifier is not down
   double sAutoScrollUpModWentDownTime = 0;
   double sLastKeysHotKeyDown = 0;

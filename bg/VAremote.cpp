@@ -23,9 +23,10 @@ constexpr double kMinSpan = 0.008;          // closer impulses give no reliable 
 constexpr double kSingleTickDuration = 0.025;
 
 // Same direction: the average. Opposite directions, or either still: that axis stops.
-void mergeAxis(double& running, float incoming, double& residue) {
-  if ((running > 0 && incoming > 0) || (running < 0 && incoming < 0)) {
-    running = (running + incoming) * 0.5;
+void mergeAxis(Relaxed<double>& running, float incoming, double& residue) {
+  double now = running;
+  if ((now > 0 && incoming > 0) || (now < 0 && incoming < 0)) {
+    running = (now + incoming) * 0.5;
   } else {
     running = 0;
     residue = 0;
@@ -122,8 +123,8 @@ void coastProc(CFRunLoopTimerRef, void*) {
     state_setCurMomentumPhase(1);
   }
   double factor = s.sCoastFactor_float;
-  s.sCoastX *= factor;
-  s.sCoastY *= factor;
+  s.sCoastX = s.sCoastX * factor;
+  s.sCoastY = s.sCoastY * factor;
   double dx = s.sCoastX * (1.0 / 60);
   double dy = s.sCoastY * (1.0 / 60);
   if (std::fabs(dx) < 1.0) dx = 0;
@@ -154,8 +155,8 @@ void stopCoast() {
 }
 
 void coast_halveSpeeds() {
-  s.sCoastX *= 0.5;
-  s.sCoastY *= 0.5;
+  s.sCoastX = s.sCoastX * 0.5;
+  s.sCoastY = s.sCoastY * 0.5;
 }
 
 bool shouldCoastFor_xPtr_yPtr_updateOnly_startFromHistory_singleFactor(float* x, float* y,

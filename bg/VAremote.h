@@ -10,6 +10,7 @@
 
 #include <cstdint>
 
+#include "acc/relaxed.h"
 #include "platform/api/run_loop.h"
 
 // The decay per tick and who started the coast (1 grab, 2 wheel or trackpad, 3 keys); each
@@ -45,11 +46,14 @@ struct WheelImpulse {
 };
 
 struct VAremoteStatics {
-  double sCoastX = 0;
-  double sCoastY = 0;
-  float sCoastFactor_float = 0.95f;
-  double sCoastStartedTime = 0;
-  double sCoastStopTime = 0;
+  // The coast runs on the main thread, but the event thread stops it, halves its speeds at
+  // the rate limit and resets its start time; a stop racing a tick at worst posts one tick
+  // more.
+  Relaxed<double> sCoastX = 0;
+  Relaxed<double> sCoastY = 0;
+  Relaxed<float> sCoastFactor_float = 0.95f;
+  Relaxed<double> sCoastStartedTime = 0;
+  Relaxed<double> sCoastStopTime = 0;
   port::CFRunLoopTimerRef sCoastTimer = nullptr;
   WheelImpulse sWheelXYhistory[4];
   int32_t sWheelXYindex = 0;

@@ -1,11 +1,13 @@
 #include "VAstate.h"
 
+#include <new>
+
 namespace {
 VAstateStatics s;
 
 // Starting grab, vector, hover or autoscroll ends wheel scrolling; stopping them does not
 // touch it.
-void storeModeFlag(bool& flag, bool v) {
+void storeModeFlag(Relaxed<bool>& flag, bool v) {
   flag = v;
   if (v) s.sDoingWheel = false;
 }
@@ -15,7 +17,8 @@ VAstateStatics& VAstate_statics() {
   return s;
 }
 void VAstate_reset() {
-  s = VAstateStatics{};
+  s.~VAstateStatics();
+  new (&s) VAstateStatics{};
 }
 
 bool state_quitting() {
@@ -227,20 +230,22 @@ void state_setHoverSpeedTweak(int32_t v) {
 }
 
 bool state_haveCurWindow_rectPtr(IRect* rect) {
-  *rect = s.sCurWRect;
+  *rect = s.sCurWRect.load();
   return s.sHaveCurWindow;
 }
 
 void state_setHaveCurWindow_rect(bool have, IRect rect) {
   s.sHaveCurWindow = have;
-  s.sCurWRect = rect;
+  s.sCurWRect.store(rect);
 }
 
 BidRef state_currentAppBid() {
-  return s.sCurBid;
+  return s.sCurBid.load(std::memory_order_relaxed);
 }
 void state_setCurrentAppBid(BidRef bid) {
-  s.sCurBid = std::move(bid);
+  // Not lock-free (the library guards the pointer and its count with a spin bit), but
+  // only discovery and the run timer use it, never the event tap.
+  s.sCurBid.store(std::move(bid), std::memory_order_relaxed);
 }
 
 bool state_canHover() {

@@ -1,13 +1,15 @@
 // The agent's run-time mode: process-wide flags and small values, each read with
-// state_<name> and set with state_set<Name>. Plain values without a lock; most belong to
-// the event thread, a few to the run timer on the main thread.
+// state_<name> and set with state_set<Name>. Lock-free values; most belong to the event
+// thread, a few to the run timer on the main thread.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <string>
 
 #include "VAutils.h"
+#include "acc/relaxed.h"
 
 using BidRef = std::shared_ptr<const std::string>;  // null when there is none
 
@@ -85,42 +87,69 @@ void state_setCurrentAppBid(BidRef bid);
 // the cursor may be hover-scrolled.
 bool state_canHover();
 
+// A rectangle shared between threads, field by field: a read racing a write may mix the old
+// and the new rectangle for that one event, as the run timer's next pass sets it again.
+struct RelaxedRect {
+  Relaxed<int32_t> top, left, bottom, right;
+  IRect load() const { return {top, left, bottom, right}; }
+  void store(IRect r) {
+    top = r.top;
+    left = r.left;
+    bottom = r.bottom;
+    right = r.right;
+  }
+};
+
+// A point shared between threads the same way.
+struct RelaxedPoint {
+  Relaxed<double> x, y;
+  port::CGPoint load() const { return {x, y}; }
+  void store(port::CGPoint p) {
+    x = p.x;
+    y = p.y;
+  }
+};
+
+// Written on one thread and read on another: the event thread owns the flags of the
+// scrolling modes, the run timer on the main thread the window, the permission, the zones
+// and the next-move flag, and each thread reads the other's. Hence relaxed atomics. No
+// reader depends on seeing two of them change together.
 struct VAstateStatics {
-  bool sQuitting = false;
-  bool sIsMultiTouch = false;
-  bool sDoingWheel = false;
-  bool sDoingCoast = false;
-  bool sPostingMomentum = false;
-  int32_t sCurMomentumPhase = 0;
-  bool sRepost = false;
-  bool sDoingGrab = false;
-  bool sDoingGrabWOMoving = false;
-  bool sDoingGrabWScrollKey = false;
-  bool sDoingGrabWHotKeyAndButton = false;
-  bool sDoingGrabWHotKeyOnly = false;
-  bool sDoingGrabWToggle = false;
-  bool sDoingGrabWurl = false;
-  bool sInterceptNextKeypress = false;
-  bool sNextMoveResumesTimer = false;
-  bool sDoingVector = false;
-  bool sDoingVectorWurl = false;
-  int32_t sFeatureStartedCoast = 0;
-  bool sDraggingHoverZone = false;
-  bool sForcingZonesVisible = false;
-  bool sDoingHover = false;
-  bool sCanHoverCurFrontWindow = false;
-  bool sDoingAutoScroll = false;
-  bool sDoingAutoScrollWurl = false;
-  bool sHoverFaster = false;
-  int32_t sHoverSpeedTweak = 0;
-  int32_t sLastAutoScrollSpeedTweak = 0;
-  bool sHoverReverse = false;
-  bool sAXdisabled = false;
-  bool sForceOff = false;
-  bool sHaveCurWindow = false;
-  IRect sCurWRect;
-  BidRef sCurBid;
-  bool sCursorOverDockGrid = false;
+  Relaxed<bool> sQuitting = false;
+  Relaxed<bool> sIsMultiTouch = false;
+  Relaxed<bool> sDoingWheel = false;
+  Relaxed<bool> sDoingCoast = false;
+  Relaxed<bool> sPostingMomentum = false;
+  Relaxed<int32_t> sCurMomentumPhase = 0;
+  Relaxed<bool> sRepost = false;
+  Relaxed<bool> sDoingGrab = false;
+  Relaxed<bool> sDoingGrabWOMoving = false;
+  Relaxed<bool> sDoingGrabWScrollKey = false;
+  Relaxed<bool> sDoingGrabWHotKeyAndButton = false;
+  Relaxed<bool> sDoingGrabWHotKeyOnly = false;
+  Relaxed<bool> sDoingGrabWToggle = false;
+  Relaxed<bool> sDoingGrabWurl = false;
+  Relaxed<bool> sInterceptNextKeypress = false;
+  Relaxed<bool> sNextMoveResumesTimer = false;
+  Relaxed<bool> sDoingVector = false;
+  Relaxed<bool> sDoingVectorWurl = false;
+  Relaxed<int32_t> sFeatureStartedCoast = 0;
+  Relaxed<bool> sDraggingHoverZone = false;
+  Relaxed<bool> sForcingZonesVisible = false;
+  Relaxed<bool> sDoingHover = false;
+  Relaxed<bool> sCanHoverCurFrontWindow = false;
+  Relaxed<bool> sDoingAutoScroll = false;
+  Relaxed<bool> sDoingAutoScrollWurl = false;
+  Relaxed<bool> sHoverFaster = false;
+  Relaxed<int32_t> sHoverSpeedTweak = 0;
+  Relaxed<int32_t> sLastAutoScrollSpeedTweak = 0;
+  Relaxed<bool> sHoverReverse = false;
+  Relaxed<bool> sAXdisabled = false;
+  Relaxed<bool> sForceOff = false;
+  Relaxed<bool> sHaveCurWindow = false;
+  RelaxedRect sCurWRect;
+  std::atomic<BidRef> sCurBid;
+  Relaxed<bool> sCursorOverDockGrid = false;
 };
 
 // The module's statics, for the process reset and for observers of the mode.

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 
+#include "acc/relaxed.h"
 #include "platform/api/events.h"
 
 class VAtapMgr {
@@ -45,7 +46,9 @@ struct VAtapMgrStatics {
   port::CFRunLoopSourceRef sEventSrcWatch = nullptr;
   port::CFMachPortRef sTapKeys = nullptr;
   port::CFRunLoopSourceRef sEventSrcKeys = nullptr;
-  uint8_t sEnableEvTapMMoved = 1;
+  // Written by the run timer on the main thread, read by the callbacks and the re-enable
+  // timer on the event thread; a stale read only delays a re-enable.
+  Relaxed<uint8_t> sEnableEvTapMMoved = 1;
 };
 
 const VAtapMgrStatics& VAtapMgr_statics();

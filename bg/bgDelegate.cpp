@@ -190,13 +190,13 @@ void bgDelegate::setCoastRect() {
   if (prefs_hoverEngineOn()) {
     for (const Sbar* e : {&s.bars.up, &s.bars.down, &s.bars.left, &s.bars.right}) {
       if (e->found) {
-        s.sCoastRect = e->rect;
+        s.sCoastRect.store(e->rect);
         return;
       }
     }
     IRect window;
     if (state_haveCurWindow_rectPtr(&window)) {
-      s.sCoastRect = window;
+      s.sCoastRect.store(window);
       return;
     }
   }
@@ -205,9 +205,9 @@ void bgDelegate::setCoastRect() {
 }
 
 bool bgDelegate::ckCursorInCoastRect() {
-  const IRect& r = s.sCoastRect;
+  const IRect r = s.sCoastRect.load();
   if (r.right <= r.left) return true;
-  const CGPoint& p = s.sLastMousePoint;
+  const CGPoint p = s.sLastMousePoint.load();
   if (r.left <= p.x && p.x <= r.right && r.bottom <= p.y && p.y <= r.top) return true;
   stopCoast();
   return false;

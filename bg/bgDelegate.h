@@ -9,6 +9,7 @@
 #include <string>
 #include <string_view>
 
+#include "VAstate.h"
 #include "VAux.h"
 #include "bgprefs.h"
 #include "platform/api/channels.h"
@@ -105,8 +106,10 @@ struct bgDelegateStatics {
   double lastFrontAppAssistiveUpdateTime = 0;
   double lastScheduleUpdateCheck = 0;
   int32_t sCursorPid = 0;
-  port::CGPoint sLastMousePoint;
-  IRect sCoastRect;
+  // Written on the main thread, read by the coast-area check on the event thread.
+  RelaxedPoint sLastMousePoint;
+  // Set on the event thread, read there; its fields are read one by one.
+  RelaxedRect sCoastRect;
   int32_t sLastWindowNumber = 0;
   // The pending run of the timer (one timer, moved to each new due time).
   port::CFRunLoopTimerRef sRunTimer = nullptr;

@@ -118,7 +118,8 @@ void bgDelegate::runTimer() {
   if (!s.sForceRun && t - s.lastRun < kMinPassInterval) return;
 
   CGPoint p = platform().cocoa->mouseLocation();
-  bool same = p.x == s.sLastMousePoint.x && p.y == s.sLastMousePoint.y;
+  CGPoint last = s.sLastMousePoint.load();
+  bool same = p.x == last.x && p.y == last.y;
   bool work;
   double delay;
   if (t - s.sLastMouseMovedTime > kRestAfter) {
@@ -159,7 +160,7 @@ void bgDelegate::runTimer() {
   if (!work) return;
 
   AXReadsOfOnePass pass;
-  s.sLastMousePoint = p;
+  s.sLastMousePoint.store(p);
   s.lastRun = t;
   bool granted = checkAssistive(t, p);
 
@@ -195,7 +196,8 @@ void bgDelegate::runTimer() {
   }
 
   BidRef bid = state_currentAppBid();
-  prefs_setSpecialBehaviorFor_appBid_wRectPtr_cursor(bid.get(), &windowRect, s.sLastMousePoint);
+  prefs_setSpecialBehaviorFor_appBid_wRectPtr_cursor(bid.get(), &windowRect,
+                                                     s.sLastMousePoint.load());
 
   Threads& threads = *platform().threads;
   threads.lock(s.eventThreadBarsLock);

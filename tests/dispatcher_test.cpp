@@ -85,22 +85,22 @@ TEST_F(DispatcherTest, LeavingTheLastWheelCoastsAreaStopsAnyCoastAndCancelsItsEv
   agent.runUntil(1);
   evtapMMoved_setEnabled(true);
   bgDelegate::setCoastRect();  // as a trackpad coast's start does: the zones of the reader
-  IRect area = delegate.sCoastRect;
+  IRect area = delegate.sCoastRect.load();
   ASSERT_EQ(area, (IRect{680, 100, 225, 900}));
   scroll_setCoastFactorForWheel();
   coast_atPoint_withX_y_stopTime(400, 400, 0, 600, 0);
   stopCoast();
-  EXPECT_EQ(delegate.sCoastRect, area);
+  EXPECT_EQ(delegate.sCoastRect.load(), area);
 
   double x = 400;
   for (void (*setFactor)() : {scroll_setCoastFactorForGrab, scroll_setCoastFactorForKeys}) {
     setFactor();
     coast_atPoint_withX_y_stopTime(400, 400, 0, 600, 0);
     agent.runUntil(agent.session().elapsed() + 0.001);  // the start's VA event 10 has run
-    delegate.sLastMousePoint = {450, 400};
+    delegate.sLastMousePoint.store({450, 400});
     agent.input().moveTo({x += 2, 400});
     EXPECT_TRUE(state_doingCoast());
-    delegate.sLastMousePoint = {950, 400};
+    delegate.sLastMousePoint.store({950, 400});
     agent.input().moveTo({x += 2, 400});
     EXPECT_FALSE(state_doingCoast());
     EXPECT_DOUBLE_EQ(event.sCoastEventsCancelledUntil,
@@ -285,8 +285,8 @@ TEST_F(DispatcherTest, StopAllScrollingEndsEveryModeButACoastAndEachStarterThenB
   // The URL commands' starters stop everything first, then begin their mode.
   const struct {
     int kind;
-    const bool& flag;
-    const bool& running;
+    const Relaxed<bool>& flag;
+    const Relaxed<bool>& running;
   } starters[] = {{13, s.sDoingAutoScrollWurl, s.sDoingAutoScrollWurl},
                   {14, s.sDoingAutoScrollWurl, s.sDoingAutoScrollWurl},
                   {15, s.sDoingGrabWurl, s.sDoingGrab},

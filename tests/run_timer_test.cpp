@@ -177,14 +177,14 @@ TEST_F(RunTimerTest, CoastRectIsTheFirstFoundAreaOrTheWindowAndAnEmptyOneNeverSt
   d.bars.left = {0, 0, {700, 0, 100, 90}, 1, 0, 0.5f, 0};  // found too, but looked at later
   state_setHaveCurWindow_rect(true, {800, 100, 200, 900});
   bgDelegate::setCoastRect();
-  EXPECT_EQ(d.sCoastRect, (IRect{600, 120, 300, 500}));
-  d.sLastMousePoint = {500, 300};  // on the corner: edges count as inside
+  EXPECT_EQ(d.sCoastRect.load(), (IRect{600, 120, 300, 500}));
+  d.sLastMousePoint.store({500, 300});  // on the corner: edges count as inside
   EXPECT_TRUE(bgDelegate::ckCursorInCoastRect());
-  d.sLastMousePoint = {501, 300};
+  d.sLastMousePoint.store({501, 300});
   EXPECT_FALSE(bgDelegate::ckCursorInCoastRect());
   d.bars.down.found = d.bars.left.found = 0;
   bgDelegate::setCoastRect();
-  EXPECT_EQ(d.sCoastRect, (IRect{800, 100, 200, 900}));
+  EXPECT_EQ(d.sCoastRect.load(), (IRect{800, 100, 200, 900}));
   state_setHaveCurWindow_rect(false, {});
   bgDelegate::setCoastRect();
   EXPECT_EQ(d.sCoastRect.left, 0);
