@@ -228,3 +228,37 @@ TEST(VarselSimTest, AnUpdateCheckCanBeAskedForAtATime) {
 }
 
 }  // namespace
+
+// A generated stretch of mixed use is the same for the same seed; its summary counts each
+// minute's trace lines by kind and then the totals, which agree with the whole trace.
+TEST(VarselSimTest, GeneratedUseRunsWithItsTraceSummarisedByTheMinute) {
+  fs::path dir = fs::path(::testing::TempDir()) / "varsel-sim-long";
+  fs::remove_all(dir);
+  fs::create_directories(dir);
+  ASSERT_EQ(varselSim("generate use.json --seconds 150", dir).status, 0);
+  ASSERT_EQ(varselSim("generate again.json --seconds 150", dir).status, 0);
+  ASSERT_EQ(varselSim("generate other.json --seconds 150 --seed 2", dir).status, 0);
+  EXPECT_EQ(readFile(dir / "use.json"), readFile(dir / "again.json"));
+  EXPECT_NE(readFile(dir / "use.json"), readFile(dir / "other.json"));
+
+  Outcome run = varselSim("run use.json --trace trace.jsonl --summary summary.jsonl --stats", dir);
+  ASSERT_EQ(run.status, 0) << run.err;
+  EXPECT_NE(run.out.find("events a second"), std::string::npos);
+  std::map<std::string, uint64_t> kinds;
+  std::istringstream trace(readFile(dir / "trace.jsonl"));
+  for (std::string line; std::getline(trace, line);) {
+    ++kinds[nlohmann::json::parse(line)["kind"].get<std::string>()];
+  }
+  std::vector<nlohmann::json> summary;
+  std::istringstream lines(readFile(dir / "summary.jsonl"));
+  for (std::string line; std::getline(lines, line);) summary.push_back(nlohmann::json::parse(line));
+  ASSERT_EQ(summary.size(), 4u);  // minutes 0, 1 and 2, then the totals
+  std::map<std::string, uint64_t> summed;
+  for (size_t m = 0; m < 3; ++m) {
+    EXPECT_EQ(summary[m]["minute"], m);
+    for (const auto& [kind, n] : summary[m]["counts"].items()) summed[kind] += n.get<uint64_t>();
+  }
+  EXPECT_EQ(summed, kinds);
+  EXPECT_EQ(summary[3]["total"].get<decltype(kinds)>(), kinds);
+  EXPECT_GT(kinds["deliver"], 20000u);  // a fast mouse's rate of moves
+}

@@ -1,10 +1,12 @@
 // varsel-sim: runs the agent inside the virtual macOS session from a scenario file.
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <cctype>
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -14,6 +16,8 @@
 #include <variant>
 #include <vector>
 
+#include "minute_summary.h"
+#include "mixed_use.h"
 #include "plot.h"
 #include "prefs_report.h"
 #include "runner.h"
@@ -68,7 +72,7 @@ class OutputFile {
     if (existed_ && S_ISDIR(info.st_mode)) throw Refusal(path_ + ": the " + what_ + " is a folder");
     // A pipe would stall the run until someone read it. The trace may go to a device such as
     // /dev/null; the picture is put in place whole, by renaming, so it needs a file.
-    bool device = S_ISCHR(info.st_mode) && what_ == "trace";
+    bool device = S_ISCHR(info.st_mode) && what_ != "plot";
     if (existed_ && !S_ISREG(info.st_mode) && !device) {
       throw Refusal(path_ + ": the " + what_ + " is not a regular file");
     }
@@ -153,12 +157,49 @@ std::optional<std::string> drawInto(OutputFile& plot, const sim::PlotData& data,
   return plot.replaceWith(made);
 }
 
-int runFile(const std::string& path, const std::optional<std::string>& tracePath, bool wakes,
-            const std::optional<std::string>& plotPath, std::optional<double> updateCheckAt) {
+struct RunRequest {
+  std::optional<std::string> tracePath;
+  std::optional<std::string> summaryPath;
+  std::optional<std::string> plotPath;
+  bool wakes = false;
+  bool stats = false;
+  std::optional<double> updateCheckAt;
+};
+
+// The memory the process holds now, in MB (Linux).
+double residentMB() {
+  long pages = 0, resident = 0;
+  std::FILE* statm = std::fopen("/proc/self/statm", "r");
+  if (!statm) return 0;
+  int read = std::fscanf(statm, "%ld %ld", &pages, &resident);
+  std::fclose(statm);
+  return read == 2 ? static_cast<double>(resident) * sysconf(_SC_PAGESIZE) / (1024 * 1024) : 0;
+}
+
+// What a run cost: the events through the agent, real time, and memory. The peak includes
+// reading the scenario; the memory held as the run starts and as it ends shows whether the
+// run itself grew.
+void printStats(uint64_t events, double virtualSeconds, double realSeconds, double startMB,
+                double endMB) {
+  rusage usage{};
+  getrusage(RUSAGE_SELF, &usage);
+  std::printf(
+      "  cost: %llu events in %.2f s of real time (%.0f events a second), %.0f times faster "
+      "than real time; memory %.1f MB as the run started, %.1f MB as it ended, peak %.1f MB\n",
+      static_cast<unsigned long long>(events), realSeconds,
+      realSeconds > 0 ? static_cast<double>(events) / realSeconds : 0.0,
+      realSeconds > 0 ? virtualSeconds / realSeconds : 0.0, startMB, endMB,
+      usage.ru_maxrss / 1024.0);
+}
+
+int runFile(const std::string& path, const RunRequest& request) {
+  const std::optional<std::string>& tracePath = request.tracePath;
+  const std::optional<std::string>& plotPath = request.plotPath;
+  const std::optional<std::string>& summaryPath = request.summaryPath;
   sim::Scenario scenario = sim::loadScenario(path);
   for (const std::string& input : inputsOf(scenario)) {
-    for (const auto& [what, output] :
-         {std::pair{"trace", tracePath}, std::pair{"plot", plotPath}}) {
+    for (const auto& [what, output] : {std::pair{"trace", tracePath}, std::pair{"plot", plotPath},
+                                       std::pair{"summary", summaryPath}}) {
       if (output && samePlace(*output, input)) {
         throw Refusal(*output + ": the " + std::string(what) + " would overwrite " +
                       (input == scenario.file ? "the scenario" : "an input of the scenario"));
@@ -167,6 +208,11 @@ int runFile(const std::string& path, const std::optional<std::string>& tracePath
   }
   if (tracePath && plotPath && samePlace(*tracePath, *plotPath)) {
     throw Refusal(*plotPath + ": the trace and the plot cannot share a file");
+  }
+  for (const std::optional<std::string>& other : {tracePath, plotPath}) {
+    if (summaryPath && other && samePlace(*summaryPath, *other)) {
+      throw Refusal(*summaryPath + ": the summary needs a file of its own");
+    }
   }
   bool png = false;
   if (plotPath) {
@@ -179,37 +225,64 @@ int runFile(const std::string& path, const std::optional<std::string>& tracePath
       throw Refusal(*plotPath + ": gnuplot is not installed; it draws the picture");
     }
   }
-  std::optional<OutputFile> trace, plot;
+  std::optional<OutputFile> trace, plot, summary;
   if (tracePath) trace.emplace("trace", *tracePath);
   if (plotPath) plot.emplace("plot", *plotPath);
+  if (summaryPath) summary.emplace("summary", *summaryPath);
 
   sim::RunOptions options;
-  options.wakes = wakes;
-  options.updateCheckAt = updateCheckAt;
+  options.wakes = request.wakes;
+  options.updateCheckAt = request.updateCheckAt;
   options.keepTrace = false;
   options.plot = plot.has_value();
-  if (trace) {
-    std::FILE* out = trace->begin();
-    options.traceSink = [out](const vsession::TraceLine& line) {
-      std::string text = line.dump();
-      text += '\n';
-      std::fwrite(text.data(), 1, text.size(), out);
-    };
-  }
+  std::FILE* traceOut = trace ? trace->begin() : nullptr;
+  std::FILE* summaryOut = summary ? summary->begin() : nullptr;
+  sim::MinuteSummary minutes([summaryOut](const std::string& line) {
+    if (!summaryOut) return;
+    std::fputs(line.c_str(), summaryOut);
+    std::fputc('\n', summaryOut);
+  });
+  options.traceSink = [traceOut, &minutes](const vsession::TraceLine& line) {
+    minutes.line(line);
+    if (!traceOut) return;
+    std::string text = line.dump();
+    text += '\n';
+    std::fwrite(text.data(), 1, text.size(), traceOut);
+  };
+  double startMB = 0, endMB = 0;
+  options.atEnd = [&endMB](vsession::VirtualSession&) { endMB = residentMB(); };
+  startMB = residentMB();
+  auto started = std::chrono::steady_clock::now();
   sim::RunResult result = sim::runScenario(scenario, options);
+  std::chrono::duration<double> took = std::chrono::steady_clock::now() - started;
+  minutes.finish();
   std::cout << result.summary << std::flush;
+  if (request.stats) printStats(minutes.events(), scenario.until, took.count(), startMB, endMB);
 
   int status = 0;
   std::optional<std::string> failed;
-  if (trace && (failed = trace->finish())) {
-    std::cerr << "varsel-sim: " << *failed << "\n";
-    status = kFailedAfterTheRun;
+  for (std::optional<OutputFile>* written : {&trace, &summary}) {
+    if (*written && (failed = (*written)->finish())) {
+      std::cerr << "varsel-sim: " << *failed << "\n";
+      status = kFailedAfterTheRun;
+    }
   }
   if (plot && (failed = drawInto(*plot, *result.plot, png))) {
     std::cerr << "varsel-sim: " << *failed << "\n";
     status = kFailedAfterTheRun;
   }
   return status;
+}
+
+int writeGenerated(const std::string& path, double seconds, uint32_t seed) {
+  OutputFile out("scenario", path);
+  std::string text = sim::mixedUseScenario(seconds, seed);
+  std::fwrite(text.data(), 1, text.size(), out.begin());
+  if (std::optional<std::string> failed = out.finish()) {
+    std::cerr << "varsel-sim: " << *failed << "\n";
+    return kFailedAfterTheRun;
+  }
+  return 0;
 }
 
 int showPrefs(const std::string& path, bool json) {
@@ -230,22 +303,38 @@ int run(int argc, char** argv, std::string& file) {
   app.require_subcommand(0, 1);
   app.set_version_flag("--version", "varsel-sim " VARSEL_VERSION);
 
-  std::string tracePath, plotPath;
-  bool wakes = false;
-  std::optional<double> updateCheckAt;
+  std::string tracePath, plotPath, summaryPath;
+  RunRequest request;
   CLI::App* runCommand = app.add_subcommand("run", "Run a scenario and print a summary");
   runCommand->add_option("file", file, "Scenario file (JSON)")->required();
   CLI::Option* traceOption =
       runCommand->add_option("--trace", tracePath, "Write the trace (JSON Lines) to this file");
-  runCommand->add_flag("--wakes", wakes, "Record every wake of the agent's threads in the trace");
+  CLI::Option* summaryOption = runCommand->add_option(
+      "--summary", summaryPath,
+      "Write the trace summarised instead (JSON Lines: each minute's count of each kind, then "
+      "the totals), for long runs");
+  runCommand->add_flag("--wakes", request.wakes,
+                       "Record every wake of the agent's threads in the trace");
+  runCommand->add_flag("--stats", request.stats,
+                       "Also print what the run cost: events, real time, speed, peak memory");
   runCommand
-      ->add_option("--check-updates-at", updateCheckAt,
+      ->add_option("--check-updates-at", request.updateCheckAt,
                    "The user asks for an update check this many seconds into the run")
       ->check(CLI::Range(0.0, 1e6));
   CLI::Option* plotOption = runCommand->add_option(
       "--plot", plotPath,
       "Draw the content offsets and scroll deltas over time into this .svg or .png file (needs "
       "gnuplot)");
+
+  double seconds = 3600;
+  uint32_t seed = 1;
+  std::string outPath;
+  CLI::App* generate = app.add_subcommand(
+      "generate", "Write a scenario of mixed everyday use (about a million events an hour)");
+  generate->add_option("out", outPath, "The scenario file to write")->required();
+  generate->add_option("--seconds", seconds, "How long the use lasts (default an hour)")
+      ->check(CLI::Range(20.0, 86400.0));
+  generate->add_option("--seed", seed, "Another seed gives other use (default 1)");
 
   bool json = false;
   CLI::App* prefs =
@@ -265,16 +354,19 @@ int run(int argc, char** argv, std::string& file) {
     return option->count() ? std::optional<std::string>(value) : std::nullopt;
   };
   if (runCommand->parsed()) {
-    return runFile(file, given(traceOption, tracePath), wakes, given(plotOption, plotPath),
-                   updateCheckAt);
+    request.tracePath = given(traceOption, tracePath);
+    request.plotPath = given(plotOption, plotPath);
+    request.summaryPath = given(summaryOption, summaryPath);
+    return runFile(file, request);
   }
+  if (generate->parsed()) return writeGenerated(outPath, seconds, seed);
   if (prefs->parsed()) return showPrefs(file, json);
   std::optional<fs::path> tour = findTour(argv[0]);
   if (!tour) {
     throw Refusal("the tour (scenarios/tour.json) is neither beside the program nor above it");
   }
   file = tour->string();
-  return runFile(file, std::nullopt, false, std::nullopt, std::nullopt);
+  return runFile(file, RunRequest{});
 }
 
 }  // namespace
