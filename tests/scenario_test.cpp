@@ -130,18 +130,8 @@ TEST(ScenarioTest, RegressionSetMatchesItsExpectedTraces) {
 TEST(ScenarioTest, EveryScenarioComesToRestOnceLetGoAndStopped) {
   for (const auto& entry : fs::directory_iterator(VARSEL_SCENARIOS_DIR)) {
     if (entry.path().extension() != ".json") continue;
-    sim::TraceWatch watch;
-    std::vector<std::string> violations;
-    sim::RunOptions options;
-    options.keepTrace = false;
-    options.traceSink = [&watch](const vsession::TraceLine& line) { watch.line(line); };
-    options.atEnd = [&violations](vsession::VirtualSession& session) {
-      sim::letGoAndStop(session);
-      violations = sim::restViolations(session);
-    };
-    sim::runScenario(sim::loadScenario(entry.path().string()), options);
-    EXPECT_EQ(watch.violation(), "") << entry.path();
-    EXPECT_EQ(violations, std::vector<std::string>{}) << entry.path();
+    EXPECT_EQ(sim::runToRest(sim::loadScenario(entry.path().string())), std::vector<std::string>{})
+        << entry.path();
   }
 }
 

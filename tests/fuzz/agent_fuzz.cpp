@@ -11,21 +11,9 @@
 
 #include "tools/varsel-sim/quiet_check.h"
 #include "tools/varsel-sim/random_scenario.h"
-#include "tools/varsel-sim/runner.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  sim::Scenario scenario = sim::scenarioFromBytes(data, size);
-  sim::TraceWatch watch;
-  std::vector<std::string> violations;
-  sim::RunOptions options;
-  options.keepTrace = false;
-  options.traceSink = [&watch](const vsession::TraceLine& line) { watch.line(line); };
-  options.atEnd = [&violations](vsession::VirtualSession& session) {
-    sim::letGoAndStop(session);
-    violations = sim::restViolations(session);
-  };
-  sim::runScenario(scenario, options);
-  if (!watch.violation().empty()) violations.push_back(watch.violation());
+  std::vector<std::string> violations = sim::runToRest(sim::scenarioFromBytes(data, size));
   if (violations.empty()) return 0;
   for (const std::string& v : violations) std::fprintf(stderr, "violation: %s\n", v.c_str());
   std::abort();

@@ -11,6 +11,7 @@
 #include "VAvector.h"
 #include "bgDelegate.h"
 #include "platform/virtual/keyboard_layout.h"
+#include "runner.h"
 
 namespace sim {
 
@@ -134,6 +135,21 @@ void TraceWatch::line(const vsession::TraceLine& line) {
       violation_ = "the agent posted a scroll too large: " + line.dump();
     }
   }
+}
+
+std::vector<std::string> runToRest(const Scenario& scenario) {
+  TraceWatch watch;
+  std::vector<std::string> violations;
+  RunOptions options;
+  options.keepTrace = false;
+  options.traceSink = [&watch](const vsession::TraceLine& line) { watch.line(line); };
+  options.atEnd = [&violations](vsession::VirtualSession& session) {
+    letGoAndStop(session);
+    violations = restViolations(session);
+  };
+  runScenario(scenario, options);
+  if (!watch.violation().empty()) violations.push_back(watch.violation());
+  return violations;
 }
 
 }  // namespace sim

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "platform/virtual/session.h"
+#include "scenario.h"
 
 namespace sim {
 
@@ -35,5 +36,9 @@ class TraceWatch {
   double last_ = 0;
   std::string violation_;
 };
+
+// Runs `scenario` with its trace watched, then lets go, stops and checks the rest: every
+// violation, one line each; empty when there is none.
+std::vector<std::string> runToRest(const Scenario& scenario);
 
 }  // namespace sim
