@@ -63,7 +63,9 @@ class Scheduler {
   // Runs every task due at or before `until` (absolute), then sets the clock to `until`.
   void runUntil(double until);
   // The current task's thread sleeps: the clock moves on without running anything.
-  void advance(double seconds) { now_ += seconds; }
+  void advance(double seconds) {
+    if (seconds > 0) now_ += seconds;  // a sleep of no time, or less, takes none
+  }
   // The machine sleeps for `seconds`: the clock (wall time) jumps, but the agent's timers
   // and delayed blocks count machine time, which stood still, so each still has as long to
   // go after the wake as it had before. What the system itself had due meanwhile (input)
