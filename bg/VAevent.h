@@ -87,7 +87,6 @@ struct VAeventStatics {
   double sTimeGotPhaseEnded = 0;
   // The keyboard's. The last key down is written on the main thread, where keys arrive,
   // and read on both.
-  // Set by the key tap on the main thread, read by the flags handler on the event thread.
   Relaxed<double> sLastKeyDownTime = 0;
   double sAutoScrollModWentDownTime = 0;  // 0 while the modifier is not down
   double sAutoScrollUpModWentDownTime = 0;

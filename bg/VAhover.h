@@ -6,6 +6,7 @@
 
 #include <cstdint>
 
+#include "acc/relaxed.h"
 #include "VAutils.h"
 #include "VAux.h"
 #include "bgprefs.h"
@@ -60,7 +61,8 @@ struct VAhoverStatics {
   int32_t sDownOfst = 0;
   IRect sCurZoneUp;
   IRect sCurZoneDown;
-  float sHoverSpeedY = 0;
+  // Also read and written by the click and key checks on the other thread.
+  Relaxed<float> sHoverSpeedY = 0;
   float sLastEdgeSizeV = 0;
   float sHoverScrollDeltaX = 0;
   float sHoverScrollDeltaY = 0;
@@ -70,7 +72,7 @@ struct VAhoverStatics {
   port::CFRunLoopTimerRef hoverTimer = nullptr;
   double hoverTimerFreq = static_cast<double>(1.3f);
   double sTimeHoverScrollStarted = 0;
-  bool sPauseHoverUntilOutOfZone = false;
+  Relaxed<bool> sPauseHoverUntilOutOfZone = false;
   bool sDeactivateHoverZones = false;
   int32_t sLastSpeedTweakWnum = 0;
   double sLastSpeedTweakTime = 0;

@@ -260,11 +260,11 @@ void repeatProc(CFRunLoopTimerRef, void*) {
   double distance = 0;
   while (dt > kTick) {
     distance += s.sSpeed * kTick;
-    if (progressive) s.sSpeed += kRampPerTick;
+    if (progressive) s.sSpeed = s.sSpeed + kRampPerTick;
     dt -= kTick;
   }
   if (progressive) {
-    s.sSpeed += dt / kTick * kRampPerTick;
+    s.sSpeed = s.sSpeed + dt / kTick * kRampPerTick;
     double top = static_cast<double>(topSpeed());
     if (s.sSpeed > top) s.sSpeed = top;
   }

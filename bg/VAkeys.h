@@ -6,6 +6,7 @@
 
 #include <cstdint>
 
+#include "acc/relaxed.h"
 #include "bgprefs.h"
 #include "platform/api/run_loop.h"
 
@@ -46,11 +47,13 @@ void repeatProc(port::CFRunLoopTimerRef timer, void* info);
 struct VAkeysStatics {
   PrefsRecord* prefs = nullptr;
   uint16_t stateList[kKeyActionCount] = {};
-  bool okToRepeat = false;
-  port::CFRunLoopTimerRef sTimer = nullptr;  // non-null while repeating
-  int32_t sActionToRepeat = 0;
-  double sSpeed = 0;  // scroll units per second
-  double sRepeatLastTime = 0;
+  // A hot key starts the repeat on the main thread; the chords, the ticks and the stops run
+  // on the event thread. A start racing a stop at worst leaves one tick to the next stop.
+  Relaxed<bool> okToRepeat = false;
+  Relaxed<port::CFRunLoopTimerRef> sTimer = nullptr;  // non-null while repeating
+  Relaxed<int32_t> sActionToRepeat = 0;
+  Relaxed<double> sSpeed = 0;  // scroll units per second
+  Relaxed<double> sRepeatLastTime = 0;
 };
 
 VAkeysStatics& VAkeys_statics();

@@ -1,6 +1,7 @@
 // The agent's run-time mode: process-wide flags and small values, each read with
-// state_<name> and set with state_set<Name>. Lock-free values; most belong to the event
-// thread, a few to the run timer on the main thread.
+// state_<name> and set with state_set<Name>. Relaxed atomics (the application's bundle
+// identifier an atomic pointer); most belong to the event thread, a few to the run timer on
+// the main thread.
 #pragma once
 
 #include <atomic>

@@ -97,8 +97,9 @@ struct bgDelegateStatics {
   port::NSLockRef eventThreadBarsLock = nullptr;
   Bars bars;
   Bars eventThreadBars;
-  bool sWaitUntilMouseMoves = false;
-  double sLastMouseMovedTime = 0;
+  // Written by MMoved on the event thread, read by the run timer on the main thread.
+  Relaxed<bool> sWaitUntilMouseMoves = false;
+  Relaxed<double> sLastMouseMovedTime = 0;
   double sNextTime = 0;
   bool sForceRun = false;
   bool sRunForWindowCenter = false;

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs what is missing, then builds and runs the whole test suite twice: a plain
 # build, and a build with the address and undefined-behaviour sanitizers. Last, the
-# libFuzzer targets run briefly from the shared test data as their seeds.
+# libFuzzer targets run briefly from the shared test data (and for the whole agent, the
+# scenarios and its past findings) as their seeds.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/setup.sh
@@ -16,7 +17,7 @@ for variant in plain sanitize; do
     ctest --test-dir "$dir" --output-on-failure -j "$jobs"
 done
 
-echo "== fuzz targets (seeded from the shared test data) =="
+echo "== fuzz targets (seeded from the shared test data, the scenarios and past findings) =="
 CC=clang CXX=clang++ cmake -S . -B build/fuzz -G Ninja -DVARSEL_FUZZ=ON >/dev/null
 cmake --build build/fuzz -j "$jobs"
 seeds=../shared/testdata

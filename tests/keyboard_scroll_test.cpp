@@ -107,7 +107,7 @@ TEST(KeyboardChordTest, WhatFiresDependsOnTheOtherModifiersAndTheHotKeys) {
       agent.runUntil(agent.session().elapsed() + 0.05);
     }
     // The action repeating, else the one whose flick coasts.
-    int fired = keys_repeatStarted() ? VAkeys_statics().sActionToRepeat
+    int fired = keys_repeatStarted() ? VAkeys_statics().sActionToRepeat.load()
                 : state_doingCoast()
                     ? (VAremote_statics().sCoastY > 0 ? kKeyActionUp : kKeyActionDown)
                     : -1;

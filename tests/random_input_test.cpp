@@ -20,7 +20,8 @@ TEST(RandomInputFindings, EachRunsAndLeavesTheAgentAtRest) {
   for (const auto& entry : fs::directory_iterator(VARSEL_SOURCE_DIR "/tests/fuzz/agent_findings")) {
     std::ifstream file(entry.path(), std::ios::binary);
     std::vector<uint8_t> bytes((std::istreambuf_iterator<char>(file)), {});
-    EXPECT_EQ(sim::runToRest(sim::scenarioFromBytes(bytes.data(), bytes.size())),
+    EXPECT_EQ(sim::runToRest(
+                  sim::scenarioFromBytes(bytes.data(), bytes.size(), VARSEL_SCENARIOS_DIR), false),
               std::vector<std::string>{})
         << entry.path().filename();
     ++played;

@@ -15,6 +15,7 @@
 #include "VAutils.h"
 #include "agent_session.h"
 #include "bgDelegate.h"
+#include "tools/varsel-sim/runner.h"
 
 namespace {
 
@@ -37,16 +38,23 @@ class SleepWakeTest : public ::testing::Test {
   AgentSession agent;
 };
 
-// The largest pixel movement of one scroll event the agent posted in [from, to).
-double largestPosted(const AgentSession& agent, double from, double to) {
-  double most = 0;
+// The scroll events the agent posted in [from, to): how many, and the largest movement of
+// one on an axis.
+struct Posted {
+  size_t count = 0;
+  double largest = 0;
+};
+Posted posted(const AgentSession& agent, double from, double to) {
+  Posted p;
   for (const auto& l : agent.linesOfKind("deliver")) {
     double t = l["t"];
     if (t < from || t >= to || l["type"] != kCGEventScrollWheel) continue;
     if (l["user"] != kAgentEventTag) continue;
-    most = std::max({most, std::fabs(l["px1"].get<double>()), std::fabs(l["px2"].get<double>())});
+    ++p.count;
+    p.largest =
+        std::max({p.largest, std::fabs(l["px1"].get<double>()), std::fabs(l["px2"].get<double>())});
   }
-  return most;
+  return p;
 }
 
 TEST_F(SleepWakeTest, TimedOutTapsAreBackWithinSevenSecondsAndWhatCameMeanwhileIsDelivered) {
@@ -54,16 +62,20 @@ TEST_F(SleepWakeTest, TimedOutTapsAreBackWithinSevenSecondsAndWhatCameMeanwhileI
   const VAtapMgrStatics& taps = VAtapMgr_statics();
   vsession::EventSystem& quartz = agent.events();
   double wallBefore = utils_now();
+  // A notch meant for the middle of the sleep.
+  agent.at(100, [this] { agent.input().wheel(0, -1, std::nullopt); });
+  size_t swallowed = agent.linesOfKind("swallow").size();
   sleepFor(3600);
   EXPECT_NEAR(utils_now() - wallBefore, 3600, 1e-6);  // the wall clock jumped
   EXPECT_FALSE(quartz.tapIsEnabled(taps.sTap));
   EXPECT_FALSE(quartz.tapIsEnabled(taps.sTapKeys));
 
-  // With the taps dead a notch reaches the application untouched, not swallowed.
-  size_t swallowed = agent.linesOfKind("swallow").size();
-  agent.input().wheel(0, -1, std::nullopt);
+  // It comes at the wake, and with the taps dead it reaches the application untouched.
+  runFor(0);
+  const vsession::TraceLine notch = agent.linesOfKind("deliver").back();
+  EXPECT_EQ(notch["t"], 3610);
+  EXPECT_EQ(notch["d1"], -1);
   EXPECT_EQ(agent.linesOfKind("swallow").size(), swallowed);
-  EXPECT_EQ(agent.linesOfKind("deliver").back()["d1"], -1);
 
   // The re-enable timer kept its machine-time phase (3 s, then every 7 s) across the sleep.
   runFor(7);
@@ -80,8 +92,8 @@ TEST_F(SleepWakeTest, TimedOutTapsAreBackWithinSevenSecondsAndWhatCameMeanwhileI
   EXPECT_LE(next, 20);
 }
 
-// Each mode is running when the machine sleeps a minute. After the wake no tick moves more
-// than the mode moved per tick before, so nothing is made up as a burst.
+// Each mode is running when the machine sleeps a minute. After the wake it posts no more
+// and no larger scrolls than before, so nothing is made up as a burst.
 TEST(SleepWake, ACoastHoverOrKeyRepeatRunningAtSleepResumesWithoutABurst) {
   const struct {
     const char* mode;
@@ -94,6 +106,7 @@ TEST(SleepWake, ACoastHoverOrKeyRepeatRunningAtSleepResumesWithoutABurst) {
            a.input().wheel(0, -3, std::nullopt);
            a.runUntil(a.session().elapsed() + 0.03);
          }
+         a.runUntil(a.session().elapsed() + 0.25);  // coasting for a while
        },
        [] { return state_doingCoast(); }},
       {"hover",
@@ -124,13 +137,27 @@ TEST(SleepWake, ACoastHoverOrKeyRepeatRunningAtSleepResumesWithoutABurst) {
     c.start(a);
     ASSERT_TRUE(c.running());
     double before = a.session().elapsed();
-    double perTick = largestPosted(a, before - 0.2, before);
-    ASSERT_GT(perTick, 0);
+    Posted running = posted(a, before - 0.2, before);
+    ASSERT_GT(running.largest, 0);
     a.at(before, [&a] { a.session().sleepMachine(60); });
     a.runUntil(before + 60 + 0.5);
-    double after = largestPosted(a, before + 60, before + 60.5);
-    EXPECT_LE(after, perTick * 1.5 + 1);
+    // Neither more events nor larger ones than in as long before: missed ticks are not made
+    // up.
+    Posted woken = posted(a, before + 60, before + 60.2);
+    EXPECT_LE(woken.count, running.count + 1);
+    EXPECT_LE(woken.largest, running.largest * 1.5 + 1);
   }
+}
+
+// A sleep step that comes while the machine already sleeps makes it sleep until its own
+// end, not for its whole length from the first wake: input after that end comes on time.
+TEST(SleepWake, ASleepStepDuringASleepExtendsItToItsOwnEnd) {
+  sim::Scenario s = sim::parseScenario(
+      R"({"input": [{"t": 1, "sleep": 30}, {"t": 2, "sleep": 5}, {"t": 33, "wheel": {"y": -1}}]})",
+      "overlap.json");
+  auto delivered = vsession::linesOfKind(sim::runScenario(s).trace, "deliver");
+  ASSERT_EQ(delivered.size(), 1u);
+  EXPECT_EQ(delivered[0]["t"], 33);
 }
 
 }  // namespace

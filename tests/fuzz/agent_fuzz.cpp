@@ -13,7 +13,8 @@
 #include "tools/varsel-sim/random_scenario.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  std::vector<std::string> violations = sim::runToRest(sim::scenarioFromBytes(data, size));
+  std::vector<std::string> violations =
+      sim::runToRest(sim::scenarioFromBytes(data, size, VARSEL_SCENARIOS_DIR), false);
   if (violations.empty()) return 0;
   for (const std::string& v : violations) std::fprintf(stderr, "violation: %s\n", v.c_str());
   std::abort();

@@ -29,16 +29,23 @@ class UseWriter {
   void moveTo(double t, double x, double y, double over) {
     step(t, "move", {{"to", {x, y}}, {"over", over}, {"rate", kMouseRate}});
   }
+  // To a point drawn within the ranges, x first: the draws are sequenced, so a seed gives
+  // the same use whichever compiler built the program.
+  void moveWithin(double t, double x0, double x1, double y0, double y1, double over) {
+    double x = uniform(x0, x1);
+    double y = uniform(y0, y1);
+    moveTo(t, x, y, over);
+  }
 
   // One activity from `t`; answers when it is over.
   double activity(double t) {
     // The hand moves on to where the next thing is done.
     double travel = uniform(0.3, 1.2);
-    moveTo(t, uniform(50, 1390), uniform(50, 850), travel);
+    moveWithin(t, 50, 1390, 50, 850, travel);
     t += travel + 0.05;
     switch (pick(8)) {
       case 0: {  // reading with the wheel: a few flicks of notches
-        moveTo(t, uniform(150, 850), uniform(200, 650), 0.4);
+        moveWithin(t, 150, 850, 200, 650, 0.4);
         t += 0.5;
         for (int flick = 0; flick < 4; ++flick) {
           int notches = 2 + pick(6);
@@ -58,17 +65,17 @@ class UseWriter {
       case 2:  // pointing and clicking
         for (int c = 0; c < 3; ++c) {
           double over = uniform(0.3, 1.2);
-          moveTo(t, uniform(50, 1390), uniform(50, 850), over);
+          moveWithin(t, 50, 1390, 50, 850, over);
           t += over + 0.1;
           step(t, "button", {{"number", 0}});
           t += uniform(0.3, 1);
         }
         return t;
       case 3: {  // selecting text by dragging
-        moveTo(t, uniform(150, 600), uniform(200, 400), 0.5);
+        moveWithin(t, 150, 600, 200, 400, 0.5);
         t += 0.6;
         step(t, "button", {{"number", 0}, {"down", true}});
-        moveTo(t + 0.05, uniform(600, 850), uniform(400, 650), 0.8);
+        moveWithin(t + 0.05, 600, 850, 400, 650, 0.8);
         step(t + 0.9, "button", {{"number", 0}, {"down", false}});
         return t + 1.5;
       }
@@ -83,10 +90,11 @@ class UseWriter {
         return t + 1;
       }
       case 5: {  // a grab with the middle button
-        moveTo(t, uniform(200, 800), uniform(250, 600), 0.4);
+        moveWithin(t, 200, 800, 250, 600, 0.4);
         t += 0.5;
         step(t, "button", {{"number", 2}, {"down", true}});
-        moveTo(t + 0.02, uniform(200, 800), uniform(250, 600), uniform(0.2, 0.6));
+        double over = uniform(0.2, 0.6);
+        moveWithin(t + 0.02, 200, 800, 250, 600, over);
         step(t + 0.7, "button", {{"number", 2}, {"down", false}});
         return t + 2.5;
       }

@@ -6,6 +6,7 @@
 #include "VAevent.h"
 #include "VAhover.h"
 #include "VAkeys.h"
+#include "VAremote.h"
 #include "VAstate.h"
 #include "VAtapMgr.h"
 #include "VAvector.h"
@@ -20,16 +21,17 @@ using port::CGRect;
 
 namespace {
 
-// What the agent keeps for its whole life. Timers: the run timer, the tap re-enable timer,
-// the parked coast timer, the idle hover timer, and the one-shot retry of the permission
-// wait while it waits. Accessibility handles: the system-wide element and the element last
-// found under the cursor, kept until the next question. Tasks: the next firing of each of
-// those timers.
-constexpr size_t kLifelongTimers = 5;
+// What the agent keeps for its whole life: the system-wide accessibility element and the
+// element last found under the cursor, kept until the next question.
 constexpr size_t kLifelongElements = 2;
-constexpr size_t kLifelongTasks = kLifelongTimers;
-// The run timer's slowest idle pace.
+// The run timer's pace while the pointer moves, and its slowest at rest.
+constexpr double kRunTimerMoving = 0.7;
 constexpr double kRunTimerRest = 20;
+// How long the user is away before letting go: a tap that timed out in a sleep at the very
+// end is back by then, so the release reaches the agent.
+constexpr double kReEnablePeriod = 7.5;
+// A parked timer waits years; anything due sooner is still ticking.
+constexpr double kParked = 1e6;
 
 bool inside(const CGRect& r, CGPoint p) {
   return p.x >= r.origin.x && p.x < r.origin.x + r.size.width && p.y >= r.origin.y &&
@@ -58,6 +60,7 @@ std::optional<CGPoint> offEveryWindow(const vsession::World& world) {
 
 void letGoAndStop(vsession::VirtualSession& session) {
   if (session.terminated()) return;
+  session.runUntil(session.elapsed() + kReEnablePeriod);
   double t = session.elapsed();
   session.input().releaseAll();
   if (std::optional<CGPoint> away = offEveryWindow(session.world())) session.input().moveTo(*away);
@@ -76,43 +79,69 @@ std::vector<std::string> restViolations(vsession::VirtualSession& session) {
   auto check = [&out](bool holds, const std::string& what) {
     if (!holds) out.push_back(what);
   };
-  check(!state_doingGrab(), "a grab is on");
-  check(!state_doingVector(), "vector scrolling is on");
-  check(!state_doingHover(), "hover scrolling is on");
-  check(!state_doingAutoScroll(), "autoscroll is on");
-  check(!state_doingCoast(), "a coast is running");
-  check(!keys_repeatStarted() && !VAkeys_statics().sTimer, "the key repeat runs");
-  check(!VAevent_statics().sCopiedMdownToDelay, "a press is still held back");
+  const VAstateStatics& state = VAstate_statics();
+  const struct {
+    bool on;
+    const char* what;
+  } modes[] = {
+      {state_doingGrab(), "a grab is on"},
+      {state.sDoingGrabWToggle || state.sDoingGrabWurl || state.sDoingGrabWHotKeyOnly ||
+           state.sDoingGrabWHotKeyAndButton || state.sDoingGrabWScrollKey,
+       "a grab trigger is still marked"},
+      {state_doingVector() || state.sDoingVectorWurl, "vector scrolling is on"},
+      {state_doingHover(), "hover scrolling is on"},
+      {state_doingAutoScroll() || state.sDoingAutoScrollWurl, "autoscroll is on"},
+      {state_doingCoast(), "a coast is running"},
+      {state_postingMomentum(), "momentum is still being marked"},
+      {keys_repeatStarted() || VAkeys_statics().sTimer, "the key repeat runs"},
+      {state_interceptNextKeypress(), "the next key press would be taken for the pane"},
+      {VAevent_statics().sCopiedMdownToDelay != nullptr, "a press is still held back"},
+      {!session.power().held().empty(), "the display is kept awake"},
+  };
+  for (const auto& mode : modes) check(!mode.on, mode.what);
   for (const port::OverlayWindow& w : session.overlayWindows().windows()) {
     check(!w.visible || w.alpha == 0, "the agent's window \"" + w.identifier + "\" is shown");
   }
 
   port::RunLoops& loops = *session.platform().runLoops;
+  double now = session.platform().clock->absoluteTimeGetCurrent();
   check(!VAvector_statics().sVectorTimer, "the vector timer runs");
   const VAhoverStatics& hover = VAhover_statics();
-  check(!hover.hoverTimer || loops.timerGetInterval(hover.hoverTimer) >= 0.5,
-        "the hover timer ticks at " + std::to_string(hover.hoverTimerFreq) + " s");
-  double now = session.platform().clock->absoluteTimeGetCurrent();
+  if (hover.hoverTimer) {
+    double interval = loops.timerGetInterval(hover.hoverTimer);
+    check(interval >= 0.5, "the hover timer ticks every " + std::to_string(interval) + " s");
+  }
+  if (port::CFRunLoopTimerRef coast = VAremote_statics().sCoastTimer) {
+    check(loops.timerGetNextFireDate(coast) - now > kParked, "the coast timer still ticks");
+  }
   if (port::CFRunLoopTimerRef run = bgDelegate_statics().sRunTimer) {
     double next = loops.timerGetNextFireDate(run) - now;
-    check(next > 0 && next <= kRunTimerRest + 1e-6,
+    check(next > kRunTimerMoving && next <= kRunTimerRest + 1e-6,
           "the run timer fires in " + std::to_string(next) + " s");
   }
+  const VAtapMgrStatics& taps = VAtapMgr_statics();
+  check(session.events().tapIsEnabled(taps.sTap) && session.events().tapIsEnabled(taps.sTapKeys),
+        "a tap the agent keeps on is off");
 
+  // The timers the agent knows of, the tap re-enable timer, and while the permission is
+  // missing the retry of its wait; each has one firing queued.
+  size_t timers = 1 + (bgDelegate_statics().sRunTimer != nullptr) +
+                  (VAremote_statics().sCoastTimer != nullptr) + (hover.hoverTimer != nullptr) +
+                  !session.accessibility().trusted();
   auto atMost = [&check](size_t count, size_t limit, const std::string& what) {
     check(count <= limit,
           std::to_string(count) + " " + what + " alive (at most " + std::to_string(limit) + ")");
   };
   atMost(session.events().liveEvents(), 0, "event records");
   atMost(session.accessibility().liveElements(), kLifelongElements, "accessibility handles");
-  atMost(session.threading().liveTimers(), kLifelongTimers, "timers");
+  atMost(session.threading().liveTimers(), timers, "timers");
   size_t tasks = 0;
   std::string which;
   for (const auto& [what, count] : session.scheduler().pending()) {
     tasks += count;
     which += " " + what + " x" + std::to_string(count) + ";";
   }
-  atMost(tasks, kLifelongTasks, "queued tasks" + which);
+  atMost(tasks, timers, "queued tasks" + which);
   for (port::CFRunLoopRef loop : {loops.getMain(), VAtapMgr_statics().sEventThreadRunLoop}) {
     if (loop) atMost(loop->pending.size(), 0, "blocks queued on a run loop");
   }
@@ -137,7 +166,7 @@ void TraceWatch::line(const vsession::TraceLine& line) {
   }
 }
 
-std::vector<std::string> runToRest(const Scenario& scenario) {
+std::vector<std::string> runToRest(const Scenario& scenario, bool mayEnd) {
   TraceWatch watch;
   std::vector<std::string> violations;
   RunOptions options;
@@ -147,7 +176,9 @@ std::vector<std::string> runToRest(const Scenario& scenario) {
     letGoAndStop(session);
     violations = restViolations(session);
   };
-  runScenario(scenario, options);
+  if (runScenario(scenario, options).terminated && !mayEnd) {
+    violations.push_back("the agent ended");
+  }
   if (!watch.violation().empty()) violations.push_back(watch.violation());
   return violations;
 }

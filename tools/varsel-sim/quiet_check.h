@@ -1,6 +1,6 @@
 // What must hold of the agent once the user has let go and it has been told to stop: no
 // mode on, nothing shown, its timers at their idle pace, and nothing alive beyond what it
-// keeps for its whole life. Random input and long runs end with this check.
+// keeps for its whole life. Random input and the regression set end with this check.
 #pragma once
 
 #include <string>
@@ -14,12 +14,13 @@ namespace sim {
 // How long the agent is left alone after "varsel://stop" before the check.
 inline constexpr double kQuietAfterStop = 2.0;
 
-// The user lets go of every button, key and modifier, moves the pointer off every window,
-// taps Shift (a modifier change ends a coast), and a "varsel://stop" follows; then the
-// session runs `kQuietAfterStop` seconds with no input.
+// After 7.5 s away (a tap that timed out in a sleep is back by then), the user lets go of
+// every button, key and modifier, moves the pointer off every window, taps Shift (a
+// modifier change ends a coast), and a "varsel://stop" follows; then the session runs
+// `kQuietAfterStop` seconds with no input.
 void letGoAndStop(vsession::VirtualSession& session);
 
-// Every way the agent is not at rest, one line each; empty when it is, or when it ended.
+// Every way the agent is not at rest, one line each; empty when it is.
 std::vector<std::string> restViolations(vsession::VirtualSession& session);
 
 // The largest movement on one axis that the agent may post in one scroll event.
@@ -38,7 +39,8 @@ class TraceWatch {
 };
 
 // Runs `scenario` with its trace watched, then lets go, stops and checks the rest: every
-// violation, one line each; empty when there is none.
-std::vector<std::string> runToRest(const Scenario& scenario);
+// violation, one line each; empty when there is none. Unless `mayEnd`, the agent ending
+// (asked to quit) is one too.
+std::vector<std::string> runToRest(const Scenario& scenario, bool mayEnd);
 
 }  // namespace sim

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 
 #include "scenario.h"
 
@@ -14,6 +15,7 @@ namespace sim {
 inline constexpr double kRandomInputSeconds = 120;
 inline constexpr size_t kRandomInputSteps = 400;
 
-Scenario scenarioFromBytes(const uint8_t* data, size_t size);
+// A scenario file's text finds the files it names (recordings) from `folder`.
+Scenario scenarioFromBytes(const uint8_t* data, size_t size, const std::string& folder);
 
 }  // namespace sim
