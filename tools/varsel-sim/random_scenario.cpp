@@ -263,7 +263,7 @@ Scenario scenarioFromBytes(const uint8_t* data, size_t size, const std::string& 
   }
   ByteChooser in(data, size);
   Scenario s;
-  s.file = "random";
+  s.file = kRandomScenarioFile;
   s.name = "random input";
   chooseSystem(in, s);
   double t = 0.5;

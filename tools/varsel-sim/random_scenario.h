@@ -15,6 +15,9 @@ namespace sim {
 inline constexpr double kRandomInputSeconds = 120;
 inline constexpr size_t kRandomInputSteps = 400;
 
+// The file name a scenario chosen by the bytes carries.
+inline constexpr const char* kRandomScenarioFile = "random";
+
 // A scenario file's text finds the files it names (recordings) from `folder`.
 Scenario scenarioFromBytes(const uint8_t* data, size_t size, const std::string& folder);
 
