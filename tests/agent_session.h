@@ -14,6 +14,12 @@
 
 namespace testing_support {
 
+// The modifiers' flag masks, as the keyboard tests press them.
+inline constexpr uint64_t kShift = port::kCGEventFlagMaskShift;
+inline constexpr uint64_t kControl = port::kCGEventFlagMaskControl;
+inline constexpr uint64_t kOption = port::kCGEventFlagMaskAlternate;
+inline constexpr uint64_t kCommand = port::kCGEventFlagMaskCommand;
+
 inline vsession::SessionConfig twoWindowConfig() {
   vsession::SessionConfig config;
   config.apps.resize(2);

@@ -17,12 +17,7 @@
 namespace {
 
 using namespace port;
-using testing_support::AgentSession;
-
-constexpr uint64_t kShift = kCGEventFlagMaskShift;
-constexpr uint64_t kControl = kCGEventFlagMaskControl;
-constexpr uint64_t kOption = kCGEventFlagMaskAlternate;
-constexpr uint64_t kCommand = kCGEventFlagMaskCommand;
+using namespace testing_support;  // AgentSession and the modifier masks
 
 class KeyboardScrollTest : public ::testing::Test {
  protected:

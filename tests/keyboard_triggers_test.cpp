@@ -23,12 +23,8 @@
 namespace {
 
 using namespace port;
-using testing_support::AgentSession;
+using namespace testing_support;  // AgentSession and the modifier masks
 
-constexpr uint64_t kShift = kCGEventFlagMaskShift;
-constexpr uint64_t kControl = kCGEventFlagMaskControl;
-constexpr uint64_t kOption = kCGEventFlagMaskAlternate;
-constexpr uint64_t kCommand = kCGEventFlagMaskCommand;
 constexpr uint16_t kKeyJ = 38;
 constexpr uint16_t kKeyG = 5;
 constexpr uint16_t kKeyV = 9;

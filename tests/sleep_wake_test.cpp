@@ -20,10 +20,7 @@
 namespace {
 
 using namespace port;
-using testing_support::AgentSession;
-
-constexpr uint64_t kControl = kCGEventFlagMaskControl;
-constexpr uint64_t kOption = kCGEventFlagMaskAlternate;
+using namespace testing_support;  // AgentSession and the modifier masks
 
 class SleepWakeTest : public ::testing::Test {
  protected:
