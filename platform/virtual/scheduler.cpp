@@ -60,7 +60,8 @@ void Scheduler::push(Task task) {
 }
 
 bool Scheduler::dropped(const Task& task) const {
-  return (task.generation && *task.generation != task.expected) || cancelled_.count(task.seq);
+  return (task.generation && *task.generation != task.expected) ||
+         (!cancelled_.empty() && cancelled_.count(task.seq));
 }
 
 std::map<std::string, size_t> Scheduler::pending() const {
@@ -105,8 +106,10 @@ void Scheduler::runUntil(double until) {
     std::pop_heap(queue_.begin(), queue_.end(), Later{});
     Task task = std::move(queue_.back());
     queue_.pop_back();
-    if (task.generation && *task.generation != task.expected) continue;
-    if (!cancelled_.empty() && cancelled_.erase(task.seq)) continue;
+    if (dropped(task)) {
+      cancelled_.erase(task.seq);
+      continue;
+    }
     // A task that fell due while a thread slept runs late; the clock never goes back.
     if (task.due > now_) now_ = task.due;
     if (task.lane == kSystemLane) {

@@ -71,8 +71,9 @@ class Scheduler {
   // go after the wake as it had before. What the system itself had due meanwhile (input)
   // happens at the wake.
   void sleepMachine(double seconds);
-  // Tasks asked for at a time already past (they run now). The agent's timers may do that
-  // legitimately; the session's own input never should.
+  // Tasks asked for at a time already past (they run now), other than input meant for a
+  // moment the machine slept through. Timers and delayed blocks dated in the past are
+  // brought to now before they get here, so a count is a mistake of the session's own.
   uint64_t schedulesInThePast() const { return schedulesInThePast_; }
   // Tasks queued to run (neither dropped nor cancelled), by what they are and their lane.
   std::map<std::string, size_t> pending() const;

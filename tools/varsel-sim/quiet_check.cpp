@@ -33,11 +33,6 @@ constexpr double kReEnablePeriod = 7.5;
 // A parked timer waits years; anything due sooner is still ticking.
 constexpr double kParked = 1e6;
 
-bool inside(const CGRect& r, CGPoint p) {
-  return p.x >= r.origin.x && p.x < r.origin.x + r.size.width && p.y >= r.origin.y &&
-         p.y < r.origin.y + r.size.height;
-}
-
 // A point on a screen, away from every window (by 20 px), if there is one.
 std::optional<CGPoint> offEveryWindow(const vsession::World& world) {
   for (const CGRect& screen : world.screens) {
@@ -47,7 +42,7 @@ std::optional<CGPoint> offEveryWindow(const vsession::World& world) {
         for (const vsession::VirtualWindow& w : world.windows) {
           CGRect margin{{w.frame.origin.x - 20, w.frame.origin.y - 20},
                         {w.frame.size.width + 40, w.frame.size.height + 40}};
-          if (inside(margin, {x, y})) clear = false;
+          if (vsession::rectContains(margin, {x, y})) clear = false;
         }
         if (clear) return CGPoint{x, y};
       }
