@@ -4,7 +4,8 @@
 set -euo pipefail
 packages=(cmake ninja-build g++ pkg-config libgtest-dev libgmock-dev libbenchmark-dev
           nlohmann-json3-dev libcli11-dev libplist-dev python3 gnuplot-nox
-          clang libclang-rt-14-dev libcurl4-openssl-dev libcpp-httplib-dev)
+          clang libclang-rt-14-dev libcurl4-openssl-dev libcpp-httplib-dev
+          libgnustep-base-dev libgnustep-gui-dev libobjc-12-dev)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "ok installed" || missing+=("$p")

@@ -1,0 +1,192 @@
+// Time, run loops, timers, queues and threads: CFAbsoluteTime, CFRunLoop, Grand Central
+// Dispatch, NSThread, NSLock and NSAutoreleasePool.
+#import <Foundation/Foundation.h>
+
+#include <CoreFoundation/CoreFoundation.h>
+#include <dispatch/dispatch.h>
+
+#include <utility>
+
+#include "platform/api/run_loop.h"
+#include "ports.h"
+
+// The body of a thread detached with NSThread, which keeps Cocoa aware that the process is
+// multithreaded (a bare pthread would not).
+@interface VarselThreadBody : NSObject {
+  port::Block body_;
+}
+- (id)initWithBlock:(port::Block)body;
+- (void)run:(NSString*)name;
+@end
+
+@implementation VarselThreadBody
+- (id)initWithBlock:(port::Block)body {
+  if ((self = [super init])) body_ = std::move(body);
+  return self;
+}
+- (void)run:(NSString*)name {
+  [[NSThread currentThread] setName:name];
+  body_();
+}
+@end
+
+namespace macos {
+namespace {
+
+::CFRunLoopRef cf(port::CFRunLoopRef rl) {
+  return reinterpret_cast<::CFRunLoopRef>(rl);
+}
+::CFRunLoopTimerRef cf(port::CFRunLoopTimerRef timer) {
+  return reinterpret_cast<::CFRunLoopTimerRef>(timer);
+}
+CFStringRef cf(port::RunLoopMode mode) {
+  return mode == port::RunLoopMode::kCommon ? kCFRunLoopCommonModes : kCFRunLoopDefaultMode;
+}
+dispatch_queue_t gcd(port::dispatch_queue_t queue) {
+  return reinterpret_cast<dispatch_queue_t>(queue);
+}
+
+class Clock final : public port::Clock {
+ public:
+  port::CFAbsoluteTime absoluteTimeGetCurrent() override { return CFAbsoluteTimeGetCurrent(); }
+};
+
+// The port's timer callout takes the port's timer type; the system calls this one through
+// the timer's context, which frees the record when the timer goes.
+struct TimerRecord {
+  port::CFRunLoopTimerCallBack callout;
+  void* info;
+};
+
+void timerTrampoline(::CFRunLoopTimerRef timer, void* info) {
+  auto* record = static_cast<TimerRecord*>(info);
+  record->callout(reinterpret_cast<port::CFRunLoopTimerRef>(timer), record->info);
+}
+
+void releaseTimerRecord(const void* info) {
+  delete static_cast<const TimerRecord*>(info);
+}
+
+class RunLoops final : public port::RunLoops {
+ public:
+  port::CFRunLoopRef getCurrent() override {
+    return reinterpret_cast<port::CFRunLoopRef>(CFRunLoopGetCurrent());
+  }
+  port::CFRunLoopRef getMain() override {
+    return reinterpret_cast<port::CFRunLoopRef>(CFRunLoopGetMain());
+  }
+  void run() override { CFRunLoopRun(); }
+  void addSource(port::CFRunLoopRef rl, port::CFRunLoopSourceRef source,
+                 port::RunLoopMode mode) override {
+    CFRunLoopAddSource(cf(rl), reinterpret_cast<::CFRunLoopSourceRef>(source), cf(mode));
+  }
+  void addTimer(port::CFRunLoopRef rl, port::CFRunLoopTimerRef timer,
+                port::RunLoopMode mode) override {
+    CFRunLoopAddTimer(cf(rl), cf(timer), cf(mode));
+  }
+  bool containsTimer(port::CFRunLoopRef rl, port::CFRunLoopTimerRef timer,
+                     port::RunLoopMode mode) override {
+    return CFRunLoopContainsTimer(cf(rl), cf(timer), cf(mode));
+  }
+  void performBlock(port::CFRunLoopRef rl, port::RunLoopMode mode, port::Block block) override {
+    __block port::Block work = std::move(block);
+    CFRunLoopPerformBlock(cf(rl), cf(mode), ^{
+      work();
+    });
+  }
+  void wakeUp(port::CFRunLoopRef rl) override { CFRunLoopWakeUp(cf(rl)); }
+
+  port::CFRunLoopTimerRef timerCreate(port::CFAbsoluteTime fireDate, port::CFTimeInterval interval,
+                                      port::CFRunLoopTimerCallBack callout, void* info) override {
+    auto* record = new TimerRecord{callout, info};
+    CFRunLoopTimerContext context = {0, record, nullptr, releaseTimerRecord, nullptr};
+    ::CFRunLoopTimerRef timer =
+        CFRunLoopTimerCreate(kCFAllocatorDefault, fireDate, interval, 0, 0, timerTrampoline, &context);
+    if (timer == nullptr) delete record;
+    return reinterpret_cast<port::CFRunLoopTimerRef>(timer);
+  }
+  void timerSetNextFireDate(port::CFRunLoopTimerRef timer, port::CFAbsoluteTime fireDate) override {
+    CFRunLoopTimerSetNextFireDate(cf(timer), fireDate);
+  }
+  port::CFAbsoluteTime timerGetNextFireDate(port::CFRunLoopTimerRef timer) override {
+    return CFRunLoopTimerGetNextFireDate(cf(timer));
+  }
+  port::CFTimeInterval timerGetInterval(port::CFRunLoopTimerRef timer) override {
+    return CFRunLoopTimerGetInterval(cf(timer));
+  }
+  void timerInvalidate(port::CFRunLoopTimerRef timer) override {
+    CFRunLoopTimerInvalidate(cf(timer));
+    CFRelease(cf(timer));
+  }
+  bool timerIsValid(port::CFRunLoopTimerRef timer) override {
+    return CFRunLoopTimerIsValid(cf(timer));
+  }
+};
+
+class Dispatch final : public port::Dispatch {
+ public:
+  port::dispatch_queue_t getMainQueue() override {
+    return reinterpret_cast<port::dispatch_queue_t>(dispatch_get_main_queue());
+  }
+  port::dispatch_queue_t queueCreate(const char* label) override {
+    return reinterpret_cast<port::dispatch_queue_t>(dispatch_queue_create(label, nullptr));
+  }
+  void async(port::dispatch_queue_t queue, port::Block block) override {
+    __block port::Block work = std::move(block);
+    dispatch_async(gcd(queue), ^{
+      work();
+    });
+  }
+  void after(port::CFTimeInterval delay, port::dispatch_queue_t queue, port::Block block) override {
+    __block port::Block work = std::move(block);
+    dispatch_after(dispatch_time(DISPATCH_TIME_NOW, static_cast<int64_t>(delay * NSEC_PER_SEC)),
+                   gcd(queue), ^{
+                     work();
+                   });
+  }
+};
+
+class Threads final : public port::Threads {
+ public:
+  void detachNewThread(const char* name, port::Block body) override {
+    VarselThreadBody* start = [[VarselThreadBody alloc] initWithBlock:std::move(body)];
+    [NSThread detachNewThreadSelector:@selector(run:)
+                             toTarget:start
+                           withObject:[NSString stringWithUTF8String:name]];
+    [start release];  // the thread keeps its target until it ends
+  }
+  void sleepForTimeInterval(port::CFTimeInterval seconds) override {
+    [NSThread sleepForTimeInterval:seconds];
+  }
+  port::NSLockRef lockCreate() override {
+    return reinterpret_cast<port::NSLockRef>([[NSLock alloc] init]);
+  }
+  void lock(port::NSLockRef lock) override { [reinterpret_cast<NSLock*>(lock) lock]; }
+  void unlock(port::NSLockRef lock) override { [reinterpret_cast<NSLock*>(lock) unlock]; }
+  void lockRelease(port::NSLockRef lock) override { [reinterpret_cast<NSLock*>(lock) release]; }
+  void* autoreleasePoolPush() override { return [[NSAutoreleasePool alloc] init]; }
+  void autoreleasePoolPop(void* pool) override {
+    [static_cast<NSAutoreleasePool*>(pool) drain];
+  }
+};
+
+}  // namespace
+
+port::Clock& clock() {
+  static Clock instance;
+  return instance;
+}
+port::RunLoops& runLoops() {
+  static RunLoops instance;
+  return instance;
+}
+port::Dispatch& dispatch() {
+  static Dispatch instance;
+  return instance;
+}
+port::Threads& threads() {
+  static Threads instance;
+  return instance;
+}
+
+}  // namespace macos

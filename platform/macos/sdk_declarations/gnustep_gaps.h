@@ -1,0 +1,19 @@
+// Declarations only, for the Linux compile check: the Foundation and AppKit methods the
+// adapter calls that GNUstep's headers lack, written from Apple's AppKit and Foundation
+// references. The check forces this file in before every adapter file; a Mac build never
+// sees it.
+#pragma once
+
+#import <AppKit/AppKit.h>
+#import <Foundation/Foundation.h>
+
+#include <CoreGraphics/CoreGraphics.h>
+
+// Page: AppKit > NSEvent (eventWithCGEvent:, scrollingDeltaX, scrollingDeltaY,
+// hasPreciseScrollingDeltas).
+@interface NSEvent (VarselAppleSDK)
++ (NSEvent*)eventWithCGEvent:(CGEventRef)cgEvent;
+- (CGFloat)scrollingDeltaX;
+- (CGFloat)scrollingDeltaY;
+- (BOOL)hasPreciseScrollingDeltas;
+@end
