@@ -37,8 +37,8 @@ class Workspace {
   virtual std::optional<ProcessInformation> processInformation(int32_t pid) = 0;
   virtual int32_t frontProcessPid() = 0;               // 0 when none
   virtual bool terminateApplication(int32_t pid) = 0;  // -[NSRunningApplication terminate]
-  // -[NSWorkspace launchApplicationAtURL:options:configuration:error:], without an icon in
-  // the Dock and not as a login launch.
+  // -[NSWorkspace launchApplication:showIcon:autolaunch:] without an icon in the Dock and not
+  // as a login launch.
   virtual bool launchApplication(const std::string& path) = 0;
 };
 

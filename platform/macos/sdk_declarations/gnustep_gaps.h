@@ -7,6 +7,7 @@
 #import <AppKit/AppKit.h>
 #import <Foundation/Foundation.h>
 
+#include <Carbon/Carbon.h>
 #include <CoreGraphics/CoreGraphics.h>
 
 // Page: AppKit > NSEvent (eventWithCGEvent:, scrollingDeltaX, scrollingDeltaY,
@@ -17,3 +18,23 @@
 - (CGFloat)scrollingDeltaY;
 - (BOOL)hasPreciseScrollingDeltas;
 @end
+
+// Page: Foundation > NSAppleEventManager and NSAppleEventDescriptor.
+@interface NSAppleEventManager (VarselAppleSDK)
++ (NSAppleEventManager*)sharedAppleEventManager;
+- (void)setEventHandler:(id)handler
+            andSelector:(SEL)handleEventSelector
+          forEventClass:(AEEventClass)eventClass
+             andEventID:(AEEventID)eventID;
+@end
+@interface NSAppleEventDescriptor (VarselAppleSDK)
+- (NSAppleEventDescriptor*)paramDescriptorForKeyword:(AEKeyword)keyword;
+- (NSString*)stringValue;
+@end
+
+// Page: Foundation > NSAppleScript.
+@interface NSAppleScript (VarselAppleSDK)
+- (id)initWithSource:(NSString*)source;
+- (NSAppleEventDescriptor*)executeAndReturnError:(NSDictionary**)errorInfo;
+@end
+extern NSString* const NSAppleScriptErrorMessage;
