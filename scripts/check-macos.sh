@@ -3,6 +3,8 @@
 # Foundation and AppKit headers and the declaration-only headers in
 # platform/macos/sdk_declarations/ for what GNUstep lacks. Syntax and types only: nothing is
 # linked or run, and the real SDK's headers are not used. Fails on any error or warning.
+# Then configures the build as for macOS, which runs the bundle's CMake and writes its
+# Info.plist, and checks the keys the system reads from it.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -18,6 +20,9 @@ flags=(
   -fconstant-string-class=NSConstantString
   -DGNUSTEP -DGNUSTEP_BASE_LIBRARY=1 -DGNU_GUI_LIBRARY=1 -DGNU_RUNTIME=1
   -Wall -Wextra -Werror
+  # As in the bundle's build: deprecated calls are used on purpose, and the classic
+  # assertion macros are kept out of ordinary names.
+  -Wno-deprecated-declarations -D__ASSERT_MACROS_DEFINE_VERSIONS_WITHOUT_UNDERSCORES=0
   # The declarations come first, so that GNUstep's headers find our blocks runtime header
   # and the frameworks GNUstep has no copy of resolve to ours. GNUstep's headers are system
   # headers: their own warnings are not ours to fix.
@@ -40,3 +45,32 @@ if [ "$failed" -ne 0 ]; then
   exit 1
 fi
 echo "check-macos: ${#files[@]} adapter files compile with no warning (syntax and types only)"
+
+# Only configuring: the compilers are this machine's, and nothing is built.
+configured=build/macos-configure
+rm -rf "$configured"
+cmake -S . -B "$configured" -G Ninja -DCMAKE_SYSTEM_NAME=Darwin \
+  -DCMAKE_CXX_COMPILER="$(command -v clang++)" -DCMAKE_OBJCXX_COMPILER="$(command -v clang++)" \
+  -DCMAKE_INSTALL_NAME_TOOL=/bin/true >"$configured.log" 2>&1 ||
+  { cat "$configured.log"; echo "check-macos: the bundle's CMake does not configure" >&2; exit 1; }
+python3 - "$configured/platform/macos/Varsel.app/Contents/Info.plist" <<'PY'
+import plistlib, sys
+info = plistlib.load(open(sys.argv[1], "rb"))
+expected = {
+    "CFBundleIdentifier": "com.tarnwick.varsel4b",
+    "CFBundleExecutable": "Varsel",
+    "CFBundlePackageType": "APPL",
+    "LSUIElement": True,
+}
+wrong = {k: info.get(k) for k, v in expected.items() if info.get(k) != v}
+schemes = [s for t in info.get("CFBundleURLTypes", []) for s in t.get("CFBundleURLSchemes", [])]
+if "varsel" not in schemes:
+    wrong["CFBundleURLSchemes"] = schemes
+for key in ("CFBundleShortVersionString", "CFBundleVersion"):
+    if not info.get(key):
+        wrong[key] = info.get(key)
+if wrong:
+    sys.exit(f"check-macos: Info.plist has wrong or missing keys: {wrong}")
+print(f"check-macos: Info.plist of Varsel.app {info['CFBundleShortVersionString']}: "
+      "identifier, faceless, varsel scheme")
+PY

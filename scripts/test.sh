@@ -1,12 +1,16 @@
 #!/usr/bin/env bash
-# Installs what is missing, then builds and runs the whole test suite twice: a plain
-# build, and a build with the address and undefined-behaviour sanitizers. Last, the
+# Installs what is missing and compile-checks the macOS adapter, then builds and runs the
+# whole test suite twice: a plain build, and a build with the address and
+# undefined-behaviour sanitizers. Last, the
 # libFuzzer targets run briefly from the shared test data (and for the whole agent, the
 # scenarios and its past findings) as their seeds.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/setup.sh
 jobs=$(nproc)
+
+echo "== macOS adapter (compile check against GNUstep and declared frameworks) =="
+scripts/check-macos.sh
 for variant in plain sanitize; do
   dir=build/$variant
   sanitize=OFF; [ "$variant" = sanitize ] && sanitize=ON

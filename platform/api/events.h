@@ -73,7 +73,9 @@ inline constexpr CGEventType kNSEventTypeGesture = 29;
 inline constexpr CGEventType kCGEventTapDisabledByTimeout = 0xFFFFFFFE;
 inline constexpr CGEventType kCGEventTapDisabledByUserInput = 0xFFFFFFFF;
 
-constexpr CGEventMask CGEventMaskBit(CGEventType type) {
+// Parenthesised so that the system's macro of the same name, where a file sees both, does
+// not expand here.
+constexpr CGEventMask(CGEventMaskBit)(CGEventType type) {
   return CGEventMask{1} << type;
 }
 

@@ -19,6 +19,11 @@
 - (BOOL)hasPreciseScrollingDeltas;
 @end
 
+// Page: AppKit > NSUserInterfaceItemIdentification (identifier), which NSWindow adopts.
+@interface NSWindow (VarselAppleSDK)
+- (void)setIdentifier:(NSString*)identifier;
+@end
+
 // Page: Foundation > NSAppleEventManager and NSAppleEventDescriptor.
 @interface NSAppleEventManager (VarselAppleSDK)
 + (NSAppleEventManager*)sharedAppleEventManager;

@@ -46,6 +46,7 @@ typedef uint32_t CGScrollEventUnit;
 typedef uint32_t CGMouseButton;
 typedef uint16_t CGKeyCode;
 typedef int32_t pid_t;
+#define CGEventMaskBit(eventType) ((CGEventMask)1 << (eventType))
 typedef CGEventRef (*CGEventTapCallBack)(CGEventTapProxy proxy, CGEventType type, CGEventRef event,
                                          void* userInfo);
 CGEventType CGEventGetType(CGEventRef event);

@@ -1,0 +1,154 @@
+// Installation services: Authorization Services and Service Management for the helper job,
+// the session login items (LSSharedFileList) and NSAppleScript.
+#import <Foundation/Foundation.h>
+
+#include <Carbon/Carbon.h>
+#include <Security/Authorization.h>
+#include <ServiceManagement/ServiceManagement.h>
+
+#include "bridge.h"
+#include "platform/api/installation.h"
+#include "ports.h"
+
+namespace macos {
+namespace {
+
+::AuthorizationRef cf(port::AuthorizationRef authorization) {
+  return reinterpret_cast<::AuthorizationRef>(authorization);
+}
+
+void describe(CFErrorRef failure, std::string* error) {
+  if (failure == nullptr) return;
+  if (error != nullptr) {
+    CFStringRef description = CFErrorCopyDescription(failure);
+    *error = toString((NSString*)description);
+    if (description != nullptr) CFRelease(description);
+  }
+  CFRelease(failure);
+}
+
+// The session's login items list, made for each use and released after it.
+class LoginItemsList {
+ public:
+  LoginItemsList()
+      : list_(LSSharedFileListCreate(kCFAllocatorDefault, kLSSharedFileListSessionLoginItems,
+                                     nullptr)) {}
+  ~LoginItemsList() {
+    if (list_ != nullptr) CFRelease(list_);
+  }
+  LoginItemsList(const LoginItemsList&) = delete;
+  LoginItemsList& operator=(const LoginItemsList&) = delete;
+  LSSharedFileListRef get() const { return list_; }
+
+ private:
+  LSSharedFileListRef list_;
+};
+
+// The login items calls are deprecated from 10.11; the agent uses them from 10.13 on, as
+// earlier systems use AppleScript instead.
+class Installation final : public port::Installation {
+ public:
+  int32_t authorizationCreate(const std::string& right, port::AuthorizationRef* out) override {
+    AuthorizationItem item = {right.c_str(), 0, nullptr, 0};
+    AuthorizationRights rights = {1, &item};
+    AuthorizationFlags flags = kAuthorizationFlagInteractionAllowed |
+                               kAuthorizationFlagExtendRights | kAuthorizationFlagPreAuthorize;
+    ::AuthorizationRef authorization = nullptr;
+    OSStatus status =
+        AuthorizationCreate(&rights, kAuthorizationEmptyEnvironment, flags, &authorization);
+    *out = status == errAuthorizationSuccess
+               ? reinterpret_cast<port::AuthorizationRef>(const_cast<AuthorizationOpaqueRef*>(
+                     authorization))
+               : nullptr;
+    return status;
+  }
+  void authorizationFree(port::AuthorizationRef authorization) override {
+    AuthorizationFree(cf(authorization), kAuthorizationFlagDefaults);
+  }
+  // The removal waits for the job to end, so that a job of the same label submitted right
+  // after it is not refused as a duplicate.
+  bool jobRemove(const std::string& label, port::AuthorizationRef authorization,
+                 std::string* error) override {
+    CFErrorRef failure = nullptr;
+    bool removed = SMJobRemove(kSMDomainSystemLaunchd, (CFStringRef)toNSString(label),
+                               cf(authorization), true, &failure);
+    describe(failure, error);
+    return removed;
+  }
+  bool jobSubmit(const port::PlistDict& job, port::AuthorizationRef authorization,
+                 std::string* error) override {
+    CFErrorRef failure = nullptr;
+    bool submitted = SMJobSubmit(kSMDomainSystemLaunchd, (CFDictionaryRef)toNSDictionary(job),
+                                 cf(authorization), &failure);
+    describe(failure, error);
+    return submitted;
+  }
+
+  std::vector<port::LoginItem> loginItemsSnapshot() override {
+    std::vector<port::LoginItem> items;
+    LoginItemsList list;
+    if (list.get() == nullptr) return items;
+    UInt32 seed = 0;
+    CFArrayRef snapshot = LSSharedFileListCopySnapshot(list.get(), &seed);
+    if (snapshot == nullptr) return items;
+    for (CFIndex i = 0; i < CFArrayGetCount(snapshot); ++i) {
+      auto item = (LSSharedFileListItemRef)CFArrayGetValueAtIndex(snapshot, i);
+      CFStringRef name = LSSharedFileListItemCopyDisplayName(item);
+      items.push_back({LSSharedFileListItemGetID(item), toString((NSString*)name)});
+      if (name != nullptr) CFRelease(name);
+    }
+    CFRelease(snapshot);
+    return items;
+  }
+  bool loginItemsInsertAtEnd(const std::string& path) override {
+    LoginItemsList list;
+    if (list.get() == nullptr) return false;
+    LSSharedFileListItemRef item = LSSharedFileListInsertItemURL(
+        list.get(), kLSSharedFileListItemLast, nullptr, nullptr,
+        (CFURLRef)[NSURL fileURLWithPath:toNSString(path)], nullptr, nullptr);
+    if (item == nullptr) return false;
+    CFRelease(item);
+    return true;
+  }
+  // Items are known by the ID the list gives them; the item is looked up again in a fresh
+  // snapshot.
+  bool loginItemsRemove(uint64_t id) override {
+    LoginItemsList list;
+    if (list.get() == nullptr) return false;
+    UInt32 seed = 0;
+    CFArrayRef snapshot = LSSharedFileListCopySnapshot(list.get(), &seed);
+    if (snapshot == nullptr) return false;
+    bool removed = false;
+    for (CFIndex i = 0; i < CFArrayGetCount(snapshot) && !removed; ++i) {
+      auto item = (LSSharedFileListItemRef)CFArrayGetValueAtIndex(snapshot, i);
+      if (LSSharedFileListItemGetID(item) == id)
+        removed = LSSharedFileListItemRemove(list.get(), item) == noErr;
+    }
+    CFRelease(snapshot);
+    return removed;
+  }
+
+  std::optional<std::string> runAppleScript(const std::string& source,
+                                            std::optional<std::string>* error) override {
+    NSAppleScript* script = [[NSAppleScript alloc] initWithSource:toNSString(source)];
+    NSDictionary* errorInfo = nil;
+    NSAppleEventDescriptor* result = [script executeAndReturnError:&errorInfo];
+    std::optional<std::string> value;
+    if (result != nil) {
+      value = toString([result stringValue]);
+    } else if (error != nullptr) {
+      *error = toString([errorInfo objectForKey:NSAppleScriptErrorMessage]);
+    }
+    [script release];
+    return value;
+  }
+};
+
+}  // namespace
+
+port::Installation& installation() {
+  static Installation instance;
+  return instance;
+}
+
+}  // namespace macos
