@@ -39,8 +39,7 @@
   port::URLEventCallBack callback_;
 }
 - (id)initWithHandler:(void*)handler callback:(port::URLEventCallBack)callback;
-- (void)handleURLEvent:(NSAppleEventDescriptor*)event
-        withReplyEvent:(NSAppleEventDescriptor*)reply;
+- (void)handleURLEvent:(NSAppleEventDescriptor*)event withReplyEvent:(NSAppleEventDescriptor*)reply;
 @end
 
 @implementation VarselURLEventHandler
@@ -54,7 +53,8 @@
 - (void)handleURLEvent:(NSAppleEventDescriptor*)event
         withReplyEvent:(NSAppleEventDescriptor*)reply {
   (void)reply;
-  callback_(handler_, macos::toString([[event paramDescriptorForKeyword:keyDirectObject] stringValue]));
+  callback_(handler_,
+            macos::toString([[event paramDescriptorForKeyword:keyDirectObject] stringValue]));
 }
 @end
 
@@ -116,9 +116,9 @@ class MessagePorts final : public port::MessagePorts {
     auto* record = new PortRecord{callback, info};
     CFMessagePortContext context = {0, record, nullptr, releasePortRecord, nullptr};
     Boolean shouldFreeInfo = false;
-    ::CFMessagePortRef local = CFMessagePortCreateLocal(
-        kCFAllocatorDefault, (CFStringRef)toNSString(name), messageTrampoline, &context,
-        &shouldFreeInfo);
+    ::CFMessagePortRef local =
+        CFMessagePortCreateLocal(kCFAllocatorDefault, (CFStringRef)toNSString(name),
+                                 messageTrampoline, &context, &shouldFreeInfo);
     if (shouldFreeInfo) delete record;  // the port was not made, or already existed
     return reinterpret_cast<port::CFMessagePortRef>(local);
   }
@@ -157,11 +157,11 @@ class URLEvents final : public port::URLEvents {
     // The manager does not retain its handler; this one is kept for the life of the process.
     VarselURLEventHandler* forward = [[VarselURLEventHandler alloc] initWithHandler:handler
                                                                            callback:callback];
-    [[NSAppleEventManager sharedAppleEventManager]
-        setEventHandler:forward
-            andSelector:@selector(handleURLEvent:withReplyEvent:)
-          forEventClass:kInternetEventClass
-             andEventID:kAEGetURL];
+    [[NSAppleEventManager sharedAppleEventManager] setEventHandler:forward
+                                                       andSelector:@selector(handleURLEvent:
+                                                                             withReplyEvent:)
+                                                     forEventClass:kInternetEventClass
+                                                        andEventID:kAEGetURL];
   }
 };
 

@@ -130,10 +130,9 @@ class QuartzEvents final : public port::QuartzEvents {
                                 port::CGEventTapOptions options, port::CGEventMask mask,
                                 port::CGEventTapCallBack callback, void* userInfo) override {
     auto* record = new TapRecord{callback, userInfo};
-    ::CFMachPortRef tap = CGEventTapCreate(static_cast<::CGEventTapLocation>(location),
-                                           static_cast<::CGEventTapPlacement>(placement),
-                                           static_cast<::CGEventTapOptions>(options), mask,
-                                           tapTrampoline, record);
+    ::CFMachPortRef tap = CGEventTapCreate(
+        static_cast<::CGEventTapLocation>(location), static_cast<::CGEventTapPlacement>(placement),
+        static_cast<::CGEventTapOptions>(options), mask, tapTrampoline, record);
     if (tap == nullptr) delete record;
     return reinterpret_cast<port::CFMachPortRef>(tap);
   }

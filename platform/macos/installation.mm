@@ -57,8 +57,8 @@ class Installation final : public port::Installation {
     OSStatus status =
         AuthorizationCreate(&rights, kAuthorizationEmptyEnvironment, flags, &authorization);
     *out = status == errAuthorizationSuccess
-               ? reinterpret_cast<port::AuthorizationRef>(const_cast<AuthorizationOpaqueRef*>(
-                     authorization))
+               ? reinterpret_cast<port::AuthorizationRef>(
+                     const_cast<AuthorizationOpaqueRef*>(authorization))
                : nullptr;
     return status;
   }

@@ -126,8 +126,8 @@ class Files final : public port::Files {
   }
   std::vector<std::string> contentsOfDirectory(const std::string& path) override {
     std::vector<std::string> names;
-    for (NSString* name in [[NSFileManager defaultManager] contentsOfDirectoryAtPath:toNSString(path)
-                                                                               error:nullptr])
+    for (NSString* name in
+         [[NSFileManager defaultManager] contentsOfDirectoryAtPath:toNSString(path) error:nullptr])
       names.push_back(toString(name));
     return names;
   }

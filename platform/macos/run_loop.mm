@@ -100,8 +100,8 @@ class RunLoops final : public port::RunLoops {
                                       port::CFRunLoopTimerCallBack callout, void* info) override {
     auto* record = new TimerRecord{callout, info};
     CFRunLoopTimerContext context = {0, record, nullptr, releaseTimerRecord, nullptr};
-    ::CFRunLoopTimerRef timer =
-        CFRunLoopTimerCreate(kCFAllocatorDefault, fireDate, interval, 0, 0, timerTrampoline, &context);
+    ::CFRunLoopTimerRef timer = CFRunLoopTimerCreate(kCFAllocatorDefault, fireDate, interval, 0, 0,
+                                                     timerTrampoline, &context);
     if (timer == nullptr) delete record;
     return reinterpret_cast<port::CFRunLoopTimerRef>(timer);
   }
@@ -165,9 +165,7 @@ class Threads final : public port::Threads {
   void unlock(port::NSLockRef lock) override { [reinterpret_cast<NSLock*>(lock) unlock]; }
   void lockRelease(port::NSLockRef lock) override { [reinterpret_cast<NSLock*>(lock) release]; }
   void* autoreleasePoolPush() override { return [[NSAutoreleasePool alloc] init]; }
-  void autoreleasePoolPop(void* pool) override {
-    [static_cast<NSAutoreleasePool*>(pool) drain];
-  }
+  void autoreleasePoolPop(void* pool) override { [static_cast<NSAutoreleasePool*>(pool) drain]; }
 };
 
 }  // namespace

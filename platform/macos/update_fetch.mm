@@ -69,10 +69,9 @@ class UpdateFetch final : public port::UpdateFetch {
                                                             double timeoutSeconds) override {
     NSURL* address = [NSURL URLWithString:toNSString(url)];
     if (address == nil) return std::nullopt;
-    NSURLRequest* request =
-        [NSURLRequest requestWithURL:address
-                         cachePolicy:NSURLRequestReloadIgnoringLocalCacheData
-                     timeoutInterval:timeoutSeconds];
+    NSURLRequest* request = [NSURLRequest requestWithURL:address
+                                             cachePolicy:NSURLRequestReloadIgnoringLocalCacheData
+                                         timeoutInterval:timeoutSeconds];
     NSURLResponse* response = nil;
     NSData* body = [NSURLConnection sendSynchronousRequest:request
                                          returningResponse:&response
@@ -132,8 +131,8 @@ class Dialog {
     defaultButton_ = button(NSMakeRect(300, 12, 124, 32), targets_, @selector(defaultPressed:));
     [defaultButton_ setKeyEquivalent:@"\r"];
     secondButton_ = button(NSMakeRect(170, 12, 124, 32), targets_, @selector(secondPressed:));
-    for (NSView* view in [NSArray arrayWithObjects:title_, information_, defaultButton_,
-                                                   secondButton_, nil])
+    for (NSView *view in
+         [NSArray arrayWithObjects:title_, information_, defaultButton_, secondButton_, nil])
       [content addSubview:view];
   }
 
@@ -152,9 +151,11 @@ class UserNotifications final : public port::UserNotifications {
   int64_t deliverNotification(const std::string& title, const std::string& text,
                               const port::PlistDict& userInfo) override {
     NSUserNotificationCenter* center = [NSUserNotificationCenter defaultUserNotificationCenter];
-    if ([center delegate] == nil) [center setDelegate:[[VarselUserNotificationDelegate alloc] init]];
+    if ([center delegate] == nil)
+      [center setDelegate:[[VarselUserNotificationDelegate alloc] init]];
     int64_t id = ++lastId_;
-    NSMutableDictionary* info = [NSMutableDictionary dictionaryWithDictionary:toNSDictionary(userInfo)];
+    NSMutableDictionary* info =
+        [NSMutableDictionary dictionaryWithDictionary:toNSDictionary(userInfo)];
     [info setObject:[NSNumber numberWithLongLong:id] forKey:kNotificationIdKey];
     NSUserNotification* notification = [[NSUserNotification alloc] init];
     [notification setTitle:toNSString(title)];

@@ -33,7 +33,8 @@ class WindowServer final : public port::WindowServer {
       if (CGRectMakeWithDictionaryRepresentation(
               (CFDictionaryRef)[entry objectForKey:(id)kCGWindowBounds], &bounds))
         info.bounds = toPortRect(bounds);
-      if (NSNumber* alpha = [entry objectForKey:(id)kCGWindowAlpha]) info.alpha = [alpha doubleValue];
+      if (NSNumber* alpha = [entry objectForKey:(id)kCGWindowAlpha])
+        info.alpha = [alpha doubleValue];
       info.ownerName = toString([entry objectForKey:(id)kCGWindowOwnerName]);
       windows.push_back(info);
     }

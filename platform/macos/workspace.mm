@@ -104,7 +104,9 @@ class Application final : public port::Application {
   void activateIgnoringOtherApps(bool flag) override { [NSApp activateIgnoringOtherApps:flag]; }
   int32_t processIdentifier() override { return getpid(); }
   uint32_t userId() override { return getuid(); }
-  std::string bundleIdentifier() override { return toString([[NSBundle mainBundle] bundleIdentifier]); }
+  std::string bundleIdentifier() override {
+    return toString([[NSBundle mainBundle] bundleIdentifier]);
+  }
   std::string bundlePath() override { return toString([[NSBundle mainBundle] bundlePath]); }
   std::string executablePath() override { return toString([[NSBundle mainBundle] executablePath]); }
   std::string resourcePath() override { return toString([[NSBundle mainBundle] resourcePath]); }
