@@ -135,10 +135,13 @@ bool runBlessedHelper_cmd_parm_error(const std::string& cmd, const std::string& 
     log(message);
     return false;
   }
+  // Each removal waits for the job to end: a job of the same label submitted while the old
+  // one still runs would be refused.
+  constexpr bool kWaitForTheJobToEnd = true;
   if (platform().files->fileExists(kOldHelperPath)) {
-    installation.jobRemove(kOldHelperLabel, authorization, nullptr);
+    installation.jobRemove(kOldHelperLabel, authorization, kWaitForTheJobToEnd, nullptr);
   }
-  installation.jobRemove(kHelperName, authorization, nullptr);
+  installation.jobRemove(kHelperName, authorization, kWaitForTheJobToEnd, nullptr);
 
   PlistArray arguments{PlistValue(s.sVxsPath), PlistValue(cmd), PlistValue(parm)};
   PlistDict job;

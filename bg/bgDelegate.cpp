@@ -33,7 +33,9 @@ bool receivePortCallBack(CFMessagePortRef, int32_t, const std::vector<uint8_t>&,
   return false;
 }
 
-void retryAssistiveAccess(CFRunLoopTimerRef, void*) {
+// Each retry's timer fires once; the agent lets go of it, as it made it.
+void retryAssistiveAccess(CFRunLoopTimerRef timer, void*) {
+  platform().runLoops->timerInvalidate(timer);
   bgDelegate::ensureAssistiveAccess();
 }
 

@@ -63,8 +63,12 @@ TEST(PermissionTest, MissingAtLaunchTheAgentAsksEverySecondTapsNothingThenStarts
     config.accessibilityGrantedAt = 3.5;
     if (!pane) config.agentBundlePath = "/private/var/folders/xy/AppTranslocation/1/d/V.app";
     AgentSession agent(config);
+    agent.runUntil(1.4);
+    size_t timersAfterOneRetry = agent.session().threading().liveTimers();
     agent.runUntil(3.4);
     EXPECT_EQ(VAtapMgr_statics().sTap, nullptr) << "pane: " << pane;
+    // Each retry lets go of the timer that fired it, so waiting holds no more timers.
+    EXPECT_EQ(agent.session().threading().liveTimers(), timersAfterOneRetry) << "pane: " << pane;
     agent.runUntil(4.5);
     EXPECT_NE(VAtapMgr_statics().sTap, nullptr) << "pane: " << pane;
     // The retry that finds the permission finishes start-up; its first pass reports it.

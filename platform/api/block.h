@@ -1,6 +1,7 @@
 // A unit of work handed to a run loop, a queue or a thread: the role an Objective-C block
-// plays on macOS. The closure lives inline in fixed storage, so handing work over never
-// touches the heap; the event thread relies on that.
+// plays on macOS. The closure lives inline in fixed storage, so a Block itself never touches
+// the heap. On macOS the system's block that carries it to the other thread is copied to the
+// heap, as every hand-over there is.
 #pragma once
 
 #include <cstddef>

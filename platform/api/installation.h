@@ -28,8 +28,8 @@ class Installation {
   virtual int32_t authorizationCreate(const std::string& right, AuthorizationRef* out) = 0;
   virtual void authorizationFree(AuthorizationRef authorization) = 0;
   // SMJobRemove and SMJobSubmit in the system launchd domain; false with the error's
-  // description on failure.
-  virtual bool jobRemove(const std::string& label, AuthorizationRef authorization,
+  // description on failure. A removal that waits returns once the job has ended.
+  virtual bool jobRemove(const std::string& label, AuthorizationRef authorization, bool wait,
                          std::string* error) = 0;
   virtual bool jobSubmit(const PlistDict& job, AuthorizationRef authorization,
                          std::string* error) = 0;

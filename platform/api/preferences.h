@@ -128,7 +128,7 @@ class SystemFacts {
  public:
   virtual ~SystemFacts() = default;
   virtual SystemVersion systemVersion() = 0;
-  virtual std::optional<double> scrollWheelScaling() = 0;
+  virtual std::optional<double> scrollWheelScaling() = 0;  // nothing unless a number
 };
 
 }  // namespace port

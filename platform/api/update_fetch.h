@@ -16,7 +16,8 @@ namespace port {
 class UpdateFetch {
  public:
   virtual ~UpdateFetch() = default;
-  // The body of a successful answer; nothing on any failure, a time-out included.
+  // The body of a successful answer, fetched anew rather than from a cache; nothing on any
+  // failure, a time-out included.
   virtual std::optional<std::vector<uint8_t>> dataWithContentsOfURL(const std::string& url,
                                                                     double timeoutSeconds) = 0;
 };

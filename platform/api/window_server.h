@@ -44,8 +44,8 @@ class WindowServer {
   virtual uint32_t screenNumber(size_t index) = 0;
   // IOFramebufferOpen on the display's service (CGDisplayIOServicePort) with connection
   // type 1 (the shared connection), IOConnectMapMemory of memory type 100 with options
-  // 4097 (anywhere), the current frame's cursorSize and hotSpot, then unmap and close. False
-  // when the framebuffer cannot be opened or mapped.
+  // 4097 (anywhere, read-only), the current frame's cursorSize and hotSpot, then unmap and close.
+  // False when the framebuffer cannot be opened or mapped.
   virtual bool readFramebufferCursor(uint32_t displayID, FramebufferCursor* cursor) = 0;
 };
 

@@ -108,8 +108,7 @@ class Accessibility final : public port::Accessibility {
   }
   void retain(port::AXUIElementRef element) override { CFRetain(ax(element)); }
   void release(port::AXUIElementRef element) override { CFRelease(ax(element)); }
-  // The Cocoa autorelease rather than CFAutorelease, which arrived only in 10.9.
-  void autorelease(port::AXUIElementRef element) override { [(id)ax(element) autorelease]; }
+  void autorelease(port::AXUIElementRef element) override { CFAutorelease(ax(element)); }
   bool equal(port::AXUIElementRef a, port::AXUIElementRef b) override {
     return CFEqual(ax(a), ax(b));
   }

@@ -77,14 +77,12 @@ class Notifications final : public port::Notifications {
                                                             name:toNSString(name)
                                                           object:nil];
   }
-  // An empty dictionary goes out as no user info at all.
   void postNotification(const std::string& name, const port::PlistDict& userInfo,
                         bool deliverImmediately) override {
-    [[NSDistributedNotificationCenter defaultCenter]
-        postNotificationName:toNSString(name)
-                      object:nil
-                    userInfo:userInfo.empty() ? nil : toNSDictionary(userInfo)
-          deliverImmediately:deliverImmediately];
+    [[NSDistributedNotificationCenter defaultCenter] postNotificationName:toNSString(name)
+                                                                   object:nil
+                                                                 userInfo:toNSDictionary(userInfo)
+                                                       deliverImmediately:deliverImmediately];
   }
 };
 

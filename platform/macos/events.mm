@@ -45,7 +45,7 @@ class QuartzEvents final : public port::QuartzEvents {
  public:
   port::CGEventType getType(port::CGEventRef event) override { return CGEventGetType(cg(event)); }
   void setType(port::CGEventRef event, port::CGEventType type) override {
-    CGEventSetType(cg(event), type);
+    CGEventSetType(cg(event), static_cast<::CGEventType>(type));
   }
   port::CGEventFlags getFlags(port::CGEventRef event) override {
     return CGEventGetFlags(cg(event));
@@ -66,18 +66,18 @@ class QuartzEvents final : public port::QuartzEvents {
     return CGEventGetTimestamp(cg(event));
   }
   int64_t getIntegerValueField(port::CGEventRef event, port::CGEventField field) override {
-    return CGEventGetIntegerValueField(cg(event), field);
+    return CGEventGetIntegerValueField(cg(event), static_cast<::CGEventField>(field));
   }
   void setIntegerValueField(port::CGEventRef event, port::CGEventField field,
                             int64_t value) override {
-    CGEventSetIntegerValueField(cg(event), field, value);
+    CGEventSetIntegerValueField(cg(event), static_cast<::CGEventField>(field), value);
   }
   double getDoubleValueField(port::CGEventRef event, port::CGEventField field) override {
-    return CGEventGetDoubleValueField(cg(event), field);
+    return CGEventGetDoubleValueField(cg(event), static_cast<::CGEventField>(field));
   }
   void setDoubleValueField(port::CGEventRef event, port::CGEventField field,
                            double value) override {
-    CGEventSetDoubleValueField(cg(event), field, value);
+    CGEventSetDoubleValueField(cg(event), static_cast<::CGEventField>(field), value);
   }
 
   port::CGEventRef createCopy(port::CGEventRef event) override {
@@ -86,19 +86,17 @@ class QuartzEvents final : public port::QuartzEvents {
   port::CGEventRef create(port::CGEventSourceRef source) override {
     return ours(CGEventCreate(cg(source)));
   }
-  // The variadic CGEventCreateScrollWheelEvent (10.5 on) rather than the fixed-argument
-  // CGEventCreateScrollWheelEvent2 (10.13 on): the agent runs from 10.6, and the function
-  // reads only `wheelCount` of the wheels it is given.
   port::CGEventRef createScrollWheelEvent2(port::CGEventSourceRef source,
                                            port::CGScrollEventUnit units, uint32_t wheelCount,
                                            int32_t wheel1, int32_t wheel2,
                                            int32_t wheel3) override {
-    return ours(CGEventCreateScrollWheelEvent(cg(source), static_cast<::CGScrollEventUnit>(units),
-                                              wheelCount, wheel1, wheel2, wheel3));
+    return ours(CGEventCreateScrollWheelEvent2(cg(source), static_cast<::CGScrollEventUnit>(units),
+                                               wheelCount, wheel1, wheel2, wheel3));
   }
   port::CGEventRef createMouseEvent(port::CGEventSourceRef source, port::CGEventType type,
                                     port::CGPoint location, port::CGMouseButton button) override {
-    return ours(CGEventCreateMouseEvent(cg(source), type, CGPointMake(location.x, location.y),
+    return ours(CGEventCreateMouseEvent(cg(source), static_cast<::CGEventType>(type),
+                                        CGPointMake(location.x, location.y),
                                         static_cast<::CGMouseButton>(button)));
   }
   port::CGEventRef createKeyboardEvent(port::CGEventSourceRef source, uint16_t keycode,
@@ -136,12 +134,17 @@ class QuartzEvents final : public port::QuartzEvents {
     if (tap == nullptr) delete record;
     return reinterpret_cast<port::CFMachPortRef>(tap);
   }
+  // A tap that could not be made is null; the calls on it do nothing, as Core Foundation
+  // would crash on them.
   void tapEnable(port::CFMachPortRef tap, bool enable) override {
-    CGEventTapEnable(cg(tap), enable);
+    if (tap != nullptr) CGEventTapEnable(cg(tap), enable);
   }
-  bool tapIsEnabled(port::CFMachPortRef tap) override { return CGEventTapIsEnabled(cg(tap)); }
+  bool tapIsEnabled(port::CFMachPortRef tap) override {
+    return tap != nullptr && CGEventTapIsEnabled(cg(tap));
+  }
   port::CFRunLoopSourceRef machPortCreateRunLoopSource(port::CFMachPortRef tap,
                                                        int64_t order) override {
+    if (tap == nullptr) return nullptr;
     return reinterpret_cast<port::CFRunLoopSourceRef>(
         CFMachPortCreateRunLoopSource(kCFAllocatorDefault, cg(tap), order));
   }

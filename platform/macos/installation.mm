@@ -65,13 +65,11 @@ class Installation final : public port::Installation {
   void authorizationFree(port::AuthorizationRef authorization) override {
     AuthorizationFree(cf(authorization), kAuthorizationFlagDefaults);
   }
-  // The removal waits for the job to end, so that a job of the same label submitted right
-  // after it is not refused as a duplicate.
-  bool jobRemove(const std::string& label, port::AuthorizationRef authorization,
+  bool jobRemove(const std::string& label, port::AuthorizationRef authorization, bool wait,
                  std::string* error) override {
     CFErrorRef failure = nullptr;
     bool removed = SMJobRemove(kSMDomainSystemLaunchd, (CFStringRef)toNSString(label),
-                               cf(authorization), true, &failure);
+                               cf(authorization), wait, &failure);
     describe(failure, error);
     return removed;
   }

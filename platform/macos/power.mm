@@ -13,11 +13,11 @@ namespace {
 class Power final : public port::Power {
  public:
   port::IOPMAssertionID createNoDisplaySleepAssertion(const std::string& name) override {
-    IOPMAssertionID id = 0;
+    IOPMAssertionID assertion = 0;
     if (IOPMAssertionCreateWithName(kIOPMAssertionTypeNoDisplaySleep, kIOPMAssertionLevelOn,
-                                    (CFStringRef)toNSString(name), &id) != kIOReturnSuccess)
+                                    (CFStringRef)toNSString(name), &assertion) != kIOReturnSuccess)
       return 0;
-    return id;
+    return assertion;
   }
   void releaseAssertion(port::IOPMAssertionID id) override { IOPMAssertionRelease(id); }
 };

@@ -25,10 +25,17 @@
   return self;
 }
 - (void)run:(NSString*)name {
+  // A thread started with NSThread sets up its own outermost pool.
+  NSAutoreleasePool* pool = [[NSAutoreleasePool alloc] init];
   [[NSThread currentThread] setName:name];
   body_();
+  [pool drain];
 }
 @end
+
+// Exported by the Objective-C runtime for @autoreleasepool; no public header declares them.
+extern "C" void* objc_autoreleasePoolPush(void);
+extern "C" void objc_autoreleasePoolPop(void* pool);
 
 namespace macos {
 namespace {
@@ -76,12 +83,16 @@ class RunLoops final : public port::RunLoops {
     return reinterpret_cast<port::CFRunLoopRef>(CFRunLoopGetMain());
   }
   void run() override { CFRunLoopRun(); }
+  // A loop, source or timer that could not be had is null; adding it does nothing, as
+  // Core Foundation would crash on it.
   void addSource(port::CFRunLoopRef rl, port::CFRunLoopSourceRef source,
                  port::RunLoopMode mode) override {
+    if (rl == nullptr || source == nullptr) return;
     CFRunLoopAddSource(cf(rl), reinterpret_cast<::CFRunLoopSourceRef>(source), cf(mode));
   }
   void addTimer(port::CFRunLoopRef rl, port::CFRunLoopTimerRef timer,
                 port::RunLoopMode mode) override {
+    if (rl == nullptr || timer == nullptr) return;
     CFRunLoopAddTimer(cf(rl), cf(timer), cf(mode));
   }
   bool containsTimer(port::CFRunLoopRef rl, port::CFRunLoopTimerRef timer,
@@ -164,8 +175,10 @@ class Threads final : public port::Threads {
   void lock(port::NSLockRef lock) override { [reinterpret_cast<NSLock*>(lock) lock]; }
   void unlock(port::NSLockRef lock) override { [reinterpret_cast<NSLock*>(lock) unlock]; }
   void lockRelease(port::NSLockRef lock) override { [reinterpret_cast<NSLock*>(lock) release]; }
-  void* autoreleasePoolPush() override { return [[NSAutoreleasePool alloc] init]; }
-  void autoreleasePoolPop(void* pool) override { [static_cast<NSAutoreleasePool*>(pool) drain]; }
+  // The runtime's own pool calls, which @autoreleasepool compiles to: no object is made
+  // for a pool, so the event thread's pool per tapped event costs no allocation.
+  void* autoreleasePoolPush() override { return objc_autoreleasePoolPush(); }
+  void autoreleasePoolPop(void* pool) override { objc_autoreleasePoolPop(pool); }
 };
 
 }  // namespace

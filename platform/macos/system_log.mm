@@ -1,6 +1,7 @@
 // The system log: one NSLog line per message.
 #import <Foundation/Foundation.h>
 
+#include "bridge.h"
 #include "platform/api/system_log.h"
 #include "ports.h"
 
@@ -9,9 +10,7 @@ namespace {
 
 class SystemLog final : public port::SystemLog {
  public:
-  void log(std::string_view message) override {
-    NSLog(@"%.*s", static_cast<int>(message.size()), message.data());
-  }
+  void log(std::string_view message) override { NSLog(@"%@", macos::toNSString(message)); }
 };
 
 }  // namespace

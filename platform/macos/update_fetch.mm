@@ -3,6 +3,8 @@
 #import <AppKit/AppKit.h>
 #import <Foundation/Foundation.h>
 
+#include <unistd.h>
+
 #include <map>
 
 #include "bridge.h"
@@ -11,9 +13,14 @@
 
 namespace {
 // The user info key that carries a notification's id through the centre, which may hand
-// back a copy of the notification rather than the one delivered. It is taken out before the
-// agent sees the user info.
-NSString* const kNotificationIdKey = @"com.tarnwick.varsel4b.notificationId";
+// back a copy of the notification rather than the one delivered. The key names the process,
+// as ids count from 1 in each run and a notification may outlive the run that posted it. Every
+// such key is taken out before the agent sees the user info.
+NSString* const kNotificationIdPrefix = @"com.tarnwick.varsel4b.notificationId.";
+
+NSString* notificationIdKey() {
+  return [NSString stringWithFormat:@"%@%d", kNotificationIdPrefix, getpid()];
+}
 
 port::NotificationActivatedCallBack sActivated = nullptr;
 port::DialogButtonCallBack sDialogButton = nullptr;
@@ -35,9 +42,13 @@ port::DialogButtonCallBack sDialogButton = nullptr;
   (void)center;
   if (sActivated == nullptr) return;
   NSMutableDictionary* userInfo = [[[notification userInfo] mutableCopy] autorelease];
-  int64_t id = [[userInfo objectForKey:kNotificationIdKey] longLongValue];
-  [userInfo removeObjectForKey:kNotificationIdKey];
-  sActivated(id, macos::toPlistDict(userInfo));
+  int64_t notificationId =
+      [[userInfo objectForKey:notificationIdKey()] longLongValue];  // 0: another run's
+  for (id key in [userInfo allKeys]) {
+    if ([key isKindOfClass:[NSString class]] && [key hasPrefix:kNotificationIdPrefix])
+      [userInfo removeObjectForKey:key];
+  }
+  sActivated(notificationId, macos::toPlistDict(userInfo));
 }
 @end
 
@@ -118,16 +129,17 @@ class Dialog {
   }
   void make() {
     if (window_ != nil) return;
-    window_ = [[NSPanel alloc] initWithContentRect:NSMakeRect(0, 0, 440, 150)
-                                         styleMask:NSTitledWindowMask | NSClosableWindowMask
-                                           backing:NSBackingStoreBuffered
-                                             defer:YES];
-    [window_ setReleasedWhenClosed:NO];
+    window_ = [[NSWindow alloc] initWithContentRect:NSMakeRect(0, 0, 440, 150)
+                                          styleMask:NSTitledWindowMask | NSClosableWindowMask
+                                            backing:NSBackingStoreBuffered
+                                              defer:YES];
+    [window_ setReleasedWhenClosed:NO];  // closing it only hides it; it is shown again later
     [window_ center];
     NSView* content = [window_ contentView];
     targets_ = [[VarselDialogButtons alloc] init];
     title_ = label(NSMakeRect(20, 106, 400, 22), [NSFont boldSystemFontOfSize:13]);
     information_ = label(NSMakeRect(20, 52, 400, 50), [NSFont systemFontOfSize:11]);
+    [[information_ cell] setWraps:YES];
     defaultButton_ = button(NSMakeRect(300, 12, 124, 32), targets_, @selector(defaultPressed:));
     [defaultButton_ setKeyEquivalent:@"\r"];
     secondButton_ = button(NSMakeRect(170, 12, 124, 32), targets_, @selector(secondPressed:));
@@ -136,7 +148,7 @@ class Dialog {
       [content addSubview:view];
   }
 
-  NSPanel* window_ = nil;
+  NSWindow* window_ = nil;
   VarselDialogButtons* targets_ = nil;
   NSTextField* title_ = nil;
   NSTextField* information_ = nil;
@@ -153,17 +165,17 @@ class UserNotifications final : public port::UserNotifications {
     NSUserNotificationCenter* center = [NSUserNotificationCenter defaultUserNotificationCenter];
     if ([center delegate] == nil)
       [center setDelegate:[[VarselUserNotificationDelegate alloc] init]];
-    int64_t id = ++lastId_;
+    int64_t notificationId = ++lastId_;
     NSMutableDictionary* info =
         [NSMutableDictionary dictionaryWithDictionary:toNSDictionary(userInfo)];
-    [info setObject:[NSNumber numberWithLongLong:id] forKey:kNotificationIdKey];
+    [info setObject:[NSNumber numberWithLongLong:notificationId] forKey:notificationIdKey()];
     NSUserNotification* notification = [[NSUserNotification alloc] init];
     [notification setTitle:toNSString(title)];
     [notification setInformativeText:toNSString(text)];
     [notification setUserInfo:info];
     [center deliverNotification:notification];
-    delivered_[id] = notification;  // kept, with its reference, until it is removed
-    return id;
+    delivered_[notificationId] = notification;  // kept, with its reference, until it is removed
+    return notificationId;
   }
   void setActivationHandler(port::NotificationActivatedCallBack callback) override {
     sActivated = callback;

@@ -4,6 +4,7 @@
 
 #include <ApplicationServices/ApplicationServices.h>
 #include <IOKit/IOKitLib.h>
+#include <IOKit/graphics/IOFramebufferShared.h>
 #include <IOKit/graphics/IOGraphicsLib.h>
 #include <mach/mach.h>
 
@@ -14,7 +15,7 @@
 namespace macos {
 namespace {
 
-// The mapping option the cursor memory is read with.
+// The mapping options the cursor memory is read with: anywhere, read-only.
 constexpr IOOptionBits kCursorMapOptions = 4097;
 
 class WindowServer final : public port::WindowServer {

@@ -60,7 +60,7 @@ void VirtualInstallation::authorizationFree(AuthorizationRef authorization) {
   --alive_;
 }
 
-bool VirtualInstallation::jobRemove(const std::string& label, AuthorizationRef authorization,
+bool VirtualInstallation::jobRemove(const std::string& label, AuthorizationRef authorization, bool,
                                     std::string* error) {
   auto found = jobs_.find(label);
   if (!authorization || found == jobs_.end()) {

@@ -29,7 +29,8 @@ class VirtualInstallation final : public port::Installation {
 
   int32_t authorizationCreate(const std::string& right, port::AuthorizationRef* out) override;
   void authorizationFree(port::AuthorizationRef authorization) override;
-  bool jobRemove(const std::string& label, port::AuthorizationRef authorization,
+  // A job ends as it is removed, so waiting for it takes no time.
+  bool jobRemove(const std::string& label, port::AuthorizationRef authorization, bool wait,
                  std::string* error) override;
   bool jobSubmit(const port::PlistDict& job, port::AuthorizationRef authorization,
                  std::string* error) override;

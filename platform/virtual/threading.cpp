@@ -114,8 +114,9 @@ void Threading::fireTimer(RunLoopTimer* timer) {
   // The callout may have invalidated the timer or given it a new fire date itself.
   if (!timer->valid || timer->generation != firing) return;
   if (timer->interval <= 0) {
-    timer->valid = false;  // a one-shot timer is done after its firing
-    freeTimers_.push_back(timer);
+    // A one-shot timer is done after its firing, but its maker still holds it until it
+    // lets go.
+    timer->valid = false;
     return;
   }
   // A repeating timer keeps its phase; firings missed while the thread was busy are skipped.
@@ -142,8 +143,9 @@ CFAbsoluteTime Threading::timerGetNextFireDate(CFRunLoopTimerRef timer) {
 }
 
 void Threading::timerInvalidate(CFRunLoopTimerRef timer) {
-  if (!timer || !timer->valid) return;
+  if (!timer || timer->released) return;
   timer->valid = false;
+  timer->released = true;
   ++timer->generation;
   // Invalidating stands for the agent's invalidate-and-release: nobody holds it after.
   freeTimers_.push_back(timer);

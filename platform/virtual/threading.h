@@ -28,6 +28,8 @@ struct RunLoopTimer {
   CFRunLoopTimerCallBack callout = nullptr;
   void* info = nullptr;
   bool valid = true;
+  // The agent gave up its reference (invalidate-and-release): the storage may be reused.
+  bool released = false;
   // Moves with every reschedule and invalidation; a firing scheduled before is dropped.
   uint64_t generation = 0;
 };

@@ -12,8 +12,7 @@ extern "C" {
 
 // Page: Application Services > Accessibility > AXUIElement.h.
 typedef const struct __AXUIElement* AXUIElementRef;
-typedef int32_t AXError;
-enum { kAXErrorSuccess = 0 };
+enum AXError : int32_t { kAXErrorSuccess = 0 };  // CF_ENUM in the SDK
 CFTypeID AXUIElementGetTypeID(void);
 AXUIElementRef AXUIElementCreateSystemWide(void);
 AXUIElementRef AXUIElementCreateApplication(pid_t pid);
@@ -30,8 +29,7 @@ Boolean AXAPIEnabled(void);
 
 // Page: Application Services > Accessibility > AXValue.h.
 typedef const struct __AXValue* AXValueRef;
-typedef uint32_t AXValueType;
-enum {
+enum AXValueType : uint32_t {  // CF_ENUM in the SDK
   kAXValueTypeIllegal = 0,
   kAXValueTypeCGPoint = 1,
   kAXValueTypeCGSize = 2,

@@ -36,6 +36,7 @@ void CFRelease(CFTypeRef cf);
 Boolean CFEqual(CFTypeRef cf1, CFTypeRef cf2);
 CFHashCode CFHash(CFTypeRef cf);
 CFTypeID CFGetTypeID(CFTypeRef cf);
+CFTypeRef CFAutorelease(CFTypeRef cf);
 
 // Page: Core Foundation > CFString.
 typedef const struct __CFString* CFStringRef;

@@ -33,17 +33,27 @@ bool CGRectMakeWithDictionaryRepresentation(CFDictionaryRef dict, CGRect* rect);
 typedef struct __CGEvent* CGEventRef;
 typedef struct __CGEventSource* CGEventSourceRef;
 typedef struct __CGEventTapProxy* CGEventTapProxy;
-typedef uint32_t CGEventType;
+// The SDK declares these with CF_ENUM, which in C++ makes each a distinct enumeration type
+// that a plain integer does not convert to; CF_OPTIONS types stay plain integers.
+enum CGEventType : uint32_t { kCGEventNull = 0 };
 typedef uint64_t CGEventMask;
 typedef uint64_t CGEventFlags;
-typedef uint32_t CGEventField;
+enum CGEventField : uint32_t { kCGMouseEventNumber = 0 };
 typedef uint64_t CGEventTimestamp;
-typedef uint32_t CGEventTapLocation;
-typedef uint32_t CGEventTapPlacement;
-typedef uint32_t CGEventTapOptions;
-typedef int32_t CGEventSourceStateID;
-typedef uint32_t CGScrollEventUnit;
-typedef uint32_t CGMouseButton;
+enum CGEventTapLocation : uint32_t {
+  kCGHIDEventTap = 0,
+  kCGSessionEventTap,
+  kCGAnnotatedSessionEventTap
+};
+enum CGEventTapPlacement : uint32_t { kCGHeadInsertEventTap = 0, kCGTailAppendEventTap };
+enum CGEventTapOptions : uint32_t { kCGEventTapOptionDefault = 0, kCGEventTapOptionListenOnly = 1 };
+enum CGEventSourceStateID : int32_t {
+  kCGEventSourceStatePrivate = -1,
+  kCGEventSourceStateCombinedSessionState = 0,
+  kCGEventSourceStateHIDSystemState = 1
+};
+enum CGScrollEventUnit : uint32_t { kCGScrollEventUnitPixel = 0, kCGScrollEventUnitLine = 1 };
+enum CGMouseButton : uint32_t { kCGMouseButtonLeft = 0, kCGMouseButtonRight, kCGMouseButtonCenter };
 typedef uint16_t CGKeyCode;
 typedef int32_t pid_t;
 #define CGEventMaskBit(eventType) ((CGEventMask)1 << (eventType))
@@ -63,8 +73,9 @@ double CGEventGetDoubleValueField(CGEventRef event, CGEventField field);
 void CGEventSetDoubleValueField(CGEventRef event, CGEventField field, double value);
 CGEventRef CGEventCreate(CGEventSourceRef source);
 CGEventRef CGEventCreateCopy(CGEventRef event);
-CGEventRef CGEventCreateScrollWheelEvent(CGEventSourceRef source, CGScrollEventUnit units,
-                                         uint32_t wheelCount, int32_t wheel1, ...);
+CGEventRef CGEventCreateScrollWheelEvent2(CGEventSourceRef source, CGScrollEventUnit units,
+                                          uint32_t wheelCount, int32_t wheel1, int32_t wheel2,
+                                          int32_t wheel3);
 CGEventRef CGEventCreateMouseEvent(CGEventSourceRef source, CGEventType mouseType,
                                    CGPoint mouseCursorPosition, CGMouseButton mouseButton);
 CGEventRef CGEventCreateKeyboardEvent(CGEventSourceRef source, CGKeyCode virtualKey, bool keyDown);

@@ -19,8 +19,8 @@ typedef io_object_t io_connect_t;
 kern_return_t IOConnectMapMemory(io_connect_t connect, uint32_t memoryType, task_port_t intoTask,
                                  mach_vm_address_t* atAddress, mach_vm_size_t* ofSize,
                                  IOOptionBits options);
-kern_return_t IOConnectUnmapMemory(io_connect_t connect, uint32_t memoryType,
-                                   task_port_t fromTask, mach_vm_address_t atAddress);
+kern_return_t IOConnectUnmapMemory(io_connect_t connect, uint32_t memoryType, task_port_t fromTask,
+                                   mach_vm_address_t atAddress);
 kern_return_t IOServiceClose(io_connect_t connect);
 
 #ifdef __cplusplus
