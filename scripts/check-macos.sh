@@ -49,6 +49,7 @@ echo "check-macos: ${#files[@]} adapter files compile with no warning (syntax an
 # Only configuring: the compilers are this machine's, and nothing is built.
 configured=build/macos-configure
 rm -rf "$configured"
+mkdir -p build
 cmake -S . -B "$configured" -G Ninja -DCMAKE_SYSTEM_NAME=Darwin \
   -DCMAKE_CXX_COMPILER="$(command -v clang++)" -DCMAKE_OBJCXX_COMPILER="$(command -v clang++)" \
   -DCMAKE_INSTALL_NAME_TOOL=/bin/true >"$configured.log" 2>&1 ||
