@@ -39,6 +39,13 @@ class LoginItemsList {
   LoginItemsList(const LoginItemsList&) = delete;
   LoginItemsList& operator=(const LoginItemsList&) = delete;
   LSSharedFileListRef get() const { return list_; }
+  // The items in order now, autoreleased; empty when the list cannot be read.
+  NSArray* snapshot() const {
+    if (list_ == nullptr) return [NSArray array];
+    UInt32 seed = 0;
+    CFArrayRef items = LSSharedFileListCopySnapshot(list_, &seed);
+    return items != nullptr ? [(NSArray*)items autorelease] : [NSArray array];
+  }
 
  private:
   LSSharedFileListRef list_;
@@ -84,18 +91,12 @@ class Installation final : public port::Installation {
 
   std::vector<port::LoginItem> loginItemsSnapshot() override {
     std::vector<port::LoginItem> items;
-    LoginItemsList list;
-    if (list.get() == nullptr) return items;
-    UInt32 seed = 0;
-    CFArrayRef snapshot = LSSharedFileListCopySnapshot(list.get(), &seed);
-    if (snapshot == nullptr) return items;
-    for (CFIndex i = 0; i < CFArrayGetCount(snapshot); ++i) {
-      auto item = (LSSharedFileListItemRef)CFArrayGetValueAtIndex(snapshot, i);
+    for (id entry in LoginItemsList().snapshot()) {
+      auto item = (LSSharedFileListItemRef)entry;
       CFStringRef name = LSSharedFileListItemCopyDisplayName(item);
       items.push_back({LSSharedFileListItemGetID(item), toString((NSString*)name)});
       if (name != nullptr) CFRelease(name);
     }
-    CFRelease(snapshot);
     return items;
   }
   bool loginItemsInsertAtEnd(const std::string& path) override {
@@ -110,20 +111,14 @@ class Installation final : public port::Installation {
   }
   // Items are known by the ID the list gives them; the item is looked up again in a fresh
   // snapshot.
-  bool loginItemsRemove(uint64_t id) override {
+  bool loginItemsRemove(uint64_t itemId) override {
     LoginItemsList list;
-    if (list.get() == nullptr) return false;
-    UInt32 seed = 0;
-    CFArrayRef snapshot = LSSharedFileListCopySnapshot(list.get(), &seed);
-    if (snapshot == nullptr) return false;
-    bool removed = false;
-    for (CFIndex i = 0; i < CFArrayGetCount(snapshot) && !removed; ++i) {
-      auto item = (LSSharedFileListItemRef)CFArrayGetValueAtIndex(snapshot, i);
-      if (LSSharedFileListItemGetID(item) == id)
-        removed = LSSharedFileListItemRemove(list.get(), item) == noErr;
+    for (id entry in list.snapshot()) {
+      auto item = (LSSharedFileListItemRef)entry;
+      if (LSSharedFileListItemGetID(item) == itemId)
+        return LSSharedFileListItemRemove(list.get(), item) == noErr;
     }
-    CFRelease(snapshot);
-    return removed;
+    return false;
   }
 
   std::optional<std::string> runAppleScript(const std::string& source,

@@ -163,8 +163,6 @@ class UserNotifications final : public port::UserNotifications {
   int64_t deliverNotification(const std::string& title, const std::string& text,
                               const port::PlistDict& userInfo) override {
     NSUserNotificationCenter* center = [NSUserNotificationCenter defaultUserNotificationCenter];
-    if ([center delegate] == nil)
-      [center setDelegate:[[VarselUserNotificationDelegate alloc] init]];
     int64_t notificationId = ++lastId_;
     NSMutableDictionary* info =
         [NSMutableDictionary dictionaryWithDictionary:toNSDictionary(userInfo)];
@@ -177,8 +175,13 @@ class UserNotifications final : public port::UserNotifications {
     delivered_[notificationId] = notification;  // kept, with its reference, until it is removed
     return notificationId;
   }
+  // The agent sets its handler at launch, so the delegate is in place before any click,
+  // one on a notification left from an earlier run included. It lives as long as the process.
   void setActivationHandler(port::NotificationActivatedCallBack callback) override {
     sActivated = callback;
+    NSUserNotificationCenter* center = [NSUserNotificationCenter defaultUserNotificationCenter];
+    if ([center delegate] == nil)
+      [center setDelegate:[[VarselUserNotificationDelegate alloc] init]];
   }
   void removeDeliveredNotification(int64_t id) override {
     auto found = delivered_.find(id);
