@@ -26,6 +26,8 @@ class Relaxed {
   operator T() const { return load(); }
   T load() const { return value_.load(std::memory_order_relaxed); }
   void store(T value) { value_.store(value, std::memory_order_relaxed); }
+  // Adds atomically and answers the value before: two threads counting at once lose no step.
+  T fetchAdd(T delta) { return value_.fetch_add(delta, std::memory_order_relaxed); }
 
  private:
   std::atomic<T> value_;

@@ -1,7 +1,5 @@
 #include "VAcursor.h"
 
-#include <atomic>
-
 #include "VAutils.h"
 #include "acc/blockAtomic.h"
 #include "platform/api/platform.h"
@@ -18,13 +16,11 @@ constexpr double kTrackingInterval = 0.05;  // 50,000,000 ns
 constexpr double kHandHotSpotX = 13.0;
 constexpr double kHandHotSpotY = 8.0;
 
-// The follow flag is read and written from the main thread, the tracking queue and the
-// callers of the show and hide requests; relaxed access keeps that race harmless.
 int32_t tracking() {
-  return std::atomic_ref<int32_t>(s.sTrackingCursor).load(std::memory_order_relaxed);
+  return s.sTrackingCursor;
 }
 void setTracking(int32_t v) {
-  std::atomic_ref<int32_t>(s.sTrackingCursor).store(v, std::memory_order_relaxed);
+  s.sTrackingCursor = v;
 }
 
 // NSMouseInRect, unflipped: the left and top edges belong to the rectangle.
@@ -62,7 +58,7 @@ NSWindowRef newOverlayCursorWindow(CGSize size) {
 void cursor_showOpenHand() {
   dispatchMainWithAutoreleasePool([] {
     cursor_setOverlayImage(platform().overlayWindows->openHandCursorImage());
-    std::atomic_ref<int32_t>(s.sHideOverlayCursor).store(0);
+    s.sHideOverlayCursor = 0;
     if (tracking() == 0) {
       setTracking(1);
       cursor_runTracking();
@@ -80,8 +76,9 @@ void overlayWindow_setImage(NSWindowRef* window, NSImageRef image, double alpha)
   windows.setContentImage(*window, image);
 }
 
-void overlayWindow_showAt(NSWindowRef window, int32_t* hideCounter, double x, double y) {
-  if (std::atomic_ref<int32_t>(*hideCounter).fetch_add(0) != 0 || !window) return;
+void overlayWindow_showAt(NSWindowRef window, const Relaxed<int32_t>* hideCounter, double x,
+                          double y) {
+  if (hideCounter->load() != 0 || !window) return;
   OverlayWindows& windows = *platform().overlayWindows;
   windows.setFrameOrigin(window, CGPoint{x, y - 15});
   windows.orderFront(window);
@@ -115,7 +112,7 @@ void cursor_showOverlayAtPoint(double x, double y) {
 }
 
 void hide_overlayCursor() {
-  std::atomic_ref<int32_t>(s.sHideOverlayCursor).fetch_add(1);
+  s.sHideOverlayCursor.fetchAdd(1);
   if (tracking() == 1) setTracking(0);
   dispatchMainWithAutoreleasePool([] {
     if (s.sOverlayWindow) platform().overlayWindows->orderOut(s.sOverlayWindow);

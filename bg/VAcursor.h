@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <optional>
 
+#include "acc/relaxed.h"
 #include "platform/api/overlay_windows.h"
 #include "platform/api/run_loop.h"
 #include "platform/api/window_server.h"
@@ -37,12 +38,16 @@ port::NSWindowRef newOverlayCursorWindow(port::CGSize size);
 void overlayWindow_setImage(port::NSWindowRef* window, port::NSImageRef image, double alpha);
 // Main thread: puts the window's origin at (x, y - 15) and orders it front, unless a hide
 // was asked for (`*hideCounter` non-zero) since the last show.
-void overlayWindow_showAt(port::NSWindowRef window, int32_t* hideCounter, double x, double y);
+void overlayWindow_showAt(port::NSWindowRef window, const Relaxed<int32_t>* hideCounter, double x,
+                          double y);
 
 struct VAcursorStatics {
   port::NSWindowRef sOverlayWindow = nullptr;
-  int32_t sHideOverlayCursor = 0;  // atomic: a hide was asked for since the last show
-  int32_t sTrackingCursor = 0;     // the follow loop runs; a stale read costs one step
+  // Counted from any thread, read on the main thread: a hide was asked for since the last show.
+  Relaxed<int32_t> sHideOverlayCursor = 0;
+  // The follow loop runs. Read and written from the main thread, the tracking queue and the
+  // callers of the show and hide requests; a stale read costs one step of the loop.
+  Relaxed<int32_t> sTrackingCursor = 0;
   port::dispatch_queue_t sTrackingQueue = nullptr;
 };
 

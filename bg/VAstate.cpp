@@ -240,12 +240,10 @@ void state_setHaveCurWindow_rect(bool have, IRect rect) {
 }
 
 BidRef state_currentAppBid() {
-  return s.sCurBid.load(std::memory_order_relaxed);
+  return s.sCurBid;
 }
 void state_setCurrentAppBid(BidRef bid) {
-  // Not lock-free (the library guards the pointer and its count with a spin bit), but
-  // only discovery and the run timer use it, never the event tap.
-  s.sCurBid.store(std::move(bid), std::memory_order_relaxed);
+  s.sCurBid = std::move(bid);
 }
 
 bool state_canHover() {

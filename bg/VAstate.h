@@ -1,10 +1,9 @@
 // The agent's run-time mode: process-wide flags and small values, each read with
-// state_<name> and set with state_set<Name>. Relaxed atomics (the application's bundle
-// identifier an atomic pointer); most belong to the event thread, a few to the run timer on
-// the main thread.
+// state_<name> and set with state_set<Name>. Relaxed atomics; most belong to the event
+// thread, a few to the run timer on the main thread. The application's bundle identifier
+// belongs to the main thread alone.
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -80,6 +79,7 @@ void state_setCursorOverDockGrid(bool v);
 bool state_haveCurWindow_rectPtr(IRect* rect);
 void state_setHaveCurWindow_rect(bool have, IRect rect);
 
+// Main thread only: the settings switch, discovery and the run timer are its only users.
 // The caller may keep the returned reference past a later change.
 BidRef state_currentAppBid();
 void state_setCurrentAppBid(BidRef bid);
@@ -149,7 +149,7 @@ struct VAstateStatics {
   Relaxed<bool> sForceOff = false;
   Relaxed<bool> sHaveCurWindow = false;
   RelaxedRect sCurWRect;
-  std::atomic<BidRef> sCurBid;
+  BidRef sCurBid;  // main thread only
   Relaxed<bool> sCursorOverDockGrid = false;
 };
 

@@ -1,7 +1,6 @@
 #include "VAvector.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cmath>
 
 #include "Commonprefs.h"
@@ -120,7 +119,7 @@ void vectorAnchor_showAt(double x, double y) {
       windows.setImageSize(s.anchorImage, CGSize{kAnchorSide, kAnchorSide});
     }
     overlay_setImage(s.anchorImage);
-    std::atomic_ref<int32_t>(s.sHideOverlayWindow).store(0);
+    s.sHideOverlayWindow = 0;
     overlay_showAtPoint(x - 13, y + 4);
   });
 }
@@ -135,7 +134,7 @@ void overlay_showAtPoint(double x, double y) {
 }
 
 void vectorAnchor_hide() {
-  std::atomic_ref<int32_t>(s.sHideOverlayWindow).fetch_add(1);
+  s.sHideOverlayWindow.fetchAdd(1);
   dispatchMainWithAutoreleasePool([] {
     if (s.sOverlayWindow) platform().overlayWindows->orderOut(s.sOverlayWindow);
   });

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 
+#include "acc/relaxed.h"
 #include "bgprefs.h"
 #include "platform/api/events.h"
 #include "platform/api/overlay_windows.h"
@@ -35,7 +36,8 @@ struct VAvectorStatics {
   PrefsRecord* prefs = nullptr;
   port::NSImageRef anchorImage = nullptr;  // owned
   bool usingGray = false;
-  int32_t sHideOverlayWindow = 0;  // atomic: a hide was asked for since the last show
+  // Counted from any thread, read on the main thread: a hide was asked for since the last show.
+  Relaxed<int32_t> sHideOverlayWindow = 0;
   port::NSWindowRef sOverlayWindow = nullptr;
 };
 

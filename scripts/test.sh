@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# Installs what is missing and compile-checks the macOS adapter, then builds and runs the
-# whole test suite twice: a plain build, and a build with the address and
-# undefined-behaviour sanitizers. Last, the
+# Installs what is missing and compile-checks and analyzes the macOS adapter, then builds
+# and runs the whole test suite twice: a plain Release build with GCC and libstdc++, and a
+# build with clang 16 and LLVM's libc++ 16 (the C++ library of Apple's toolchains) under the
+# address and undefined-behaviour sanitizers. Warnings are errors in both. Last, the
 # libFuzzer targets run briefly from the shared test data (and for the whole agent, the
 # scenarios and its past findings) as their seeds.
 set -euo pipefail
@@ -9,12 +10,17 @@ cd "$(dirname "$0")/.."
 scripts/setup.sh
 jobs=$(nproc)
 
-echo "== macOS adapter (compile check against GNUstep and declared frameworks) =="
+echo "== macOS adapter (compile check and static analysis against GNUstep and declared frameworks) =="
 scripts/check-macos.sh
 for variant in plain sanitize; do
   dir=build/$variant
-  sanitize=OFF; [ "$variant" = sanitize ] && sanitize=ON
-  cmake -S . -B "$dir" -G Ninja -DVARSEL_SANITIZE=$sanitize >/dev/null
+  if [ "$variant" = plain ]; then
+    configure=(-DCMAKE_BUILD_TYPE=Release)
+  else
+    configure=(-DCMAKE_C_COMPILER=clang-16 -DCMAKE_CXX_COMPILER=clang++-16 -DVARSEL_LIBCXX=ON
+               -DVARSEL_SANITIZE=ON)
+  fi
+  cmake -S . -B "$dir" -G Ninja -DVARSEL_WERROR=ON "${configure[@]}" >/dev/null
   cmake --build "$dir" -j "$jobs"
   echo "== tests ($variant build) =="
   ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \

@@ -178,7 +178,10 @@ TEST(DiscoveryTest, OverAMenuNothingIsFoundAndNothingMadeUp) {
   EXPECT_FALSE(handedOver().nonAXbars);
   // Without the menu rule the same window would get made-up bars.
   vsession::SessionConfig plain = config;
-  plain.windows[0].ui = plain.windows[0].ui[0].children;
+  // A copy first: assigning the menu's own children over the list that holds the menu
+  // would read them after they were freed.
+  std::vector<UiSpec> items = plain.windows[0].ui[0].children;
+  plain.windows[0].ui = std::move(items);
   for (UiSpec& item : plain.windows[0].ui) item.role = "AXGroup";
   AgentSession other(plain);
   EXPECT_TRUE(handedOver().nonAXbars);

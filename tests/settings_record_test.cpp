@@ -74,7 +74,8 @@ TEST_F(SettingsRecordTest, ConversionsClampsAndValuesThatAreNotNumbers) {
   for (const auto& c : cases) {
     for (auto [stored, held] : c.edges) {
       const PrefsRecord& r = fillWith({{c.key, stored}});
-      EXPECT_EQ(differing(r, c.key + ("=" + std::to_string(held))), "") << "stored " << stored;
+      EXPECT_EQ(differing(r, std::string(c.key) + "=" + std::to_string(held)), "")
+          << "stored " << stored;
     }
   }
   // A pair key packs hold in the low byte and press in the high one; an absent one keeps

@@ -23,9 +23,10 @@ using testing_support::readFile;
 std::map<std::string, std::string> filesIn(const fs::path& dir) {
   std::map<std::string, std::string> files;
   for (const auto& entry : fs::recursive_directory_iterator(dir)) {
-    files[entry.path().lexically_relative(dir).string()] =
-        entry.is_regular_file() ? readFile(entry.path())
-                                : "<" + std::string(entry.is_fifo() ? "fifo" : "folder") + ">";
+    std::string content = entry.is_regular_file() ? readFile(entry.path())
+                          : entry.is_fifo()       ? "<fifo>"
+                                                  : "<folder>";
+    files[entry.path().lexically_relative(dir).string()] = std::move(content);
   }
   return files;
 }

@@ -1,18 +1,13 @@
-// A real HTTP server on the loopback interface, on a thread of its own, serving fixed
+// A real HTTP server on the loopback interface, on threads of its own, serving fixed
 // answers by path: what the version list's host answers in a run. It can also misbehave as
 // real servers do: answer late or close the connection without an answer.
 #pragma once
 
 #include <cstdint>
 #include <map>
-#include <memory>
 #include <string>
-#include <thread>
-#include <vector>
 
-namespace httplib {
-class Server;
-}
+struct MHD_Daemon;
 
 namespace vsession {
 
@@ -36,8 +31,8 @@ class LoopbackWebServer {
   const std::string& baseURL() const { return base_; }
 
  private:
-  std::unique_ptr<httplib::Server> server_;
-  std::thread thread_;
+  std::map<std::string, WebAnswer> answers_;
+  MHD_Daemon* daemon_ = nullptr;
   std::string base_;
 };
 
