@@ -93,13 +93,15 @@ struct PortRecord {
   void* info;
 };
 
-CFDataRef messageTrampoline(::CFMessagePortRef local, SInt32 msgid, CFDataRef data, void* info) {
+// The reply is created here and released by the system once it is sent, hence the
+// annotation: the caller owns what this returns.
+CF_RETURNS_RETAINED CFDataRef messageTrampoline(::CFMessagePortRef local, SInt32 msgid,
+                                                CFDataRef data, void* info) {
   auto* record = static_cast<PortRecord*>(info);
   std::vector<uint8_t> reply;
   if (!record->callback(reinterpret_cast<port::CFMessagePortRef>(local), msgid,
                         toBytes((NSData*)data), &reply, record->info))
     return nullptr;
-  // The system releases the reply once it is sent.
   return CFDataCreate(kCFAllocatorDefault, reply.data(), static_cast<CFIndex>(reply.size()));
 }
 

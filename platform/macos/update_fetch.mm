@@ -176,12 +176,15 @@ class UserNotifications final : public port::UserNotifications {
     return notificationId;
   }
   // The agent sets its handler at launch, so the delegate is in place before any click,
-  // one on a notification left from an earlier run included. It lives as long as the process.
+  // one on a notification left from an earlier run included. The centre does not retain its
+  // delegate: the one reference is kept here for the life of the process.
   void setActivationHandler(port::NotificationActivatedCallBack callback) override {
     sActivated = callback;
     NSUserNotificationCenter* center = [NSUserNotificationCenter defaultUserNotificationCenter];
-    if ([center delegate] == nil)
-      [center setDelegate:[[VarselUserNotificationDelegate alloc] init]];
+    if ([center delegate] != nil) return;
+    static VarselUserNotificationDelegate* const delegate =
+        [[VarselUserNotificationDelegate alloc] init];
+    [center setDelegate:delegate];
   }
   void removeDeliveredNotification(int64_t id) override {
     auto found = delivered_.find(id);

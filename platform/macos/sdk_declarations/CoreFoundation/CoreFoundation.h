@@ -23,7 +23,9 @@ typedef uint32_t FourCharCode;
 typedef FourCharCode OSType;
 typedef unsigned char* StringPtr;
 
-// Page: Core Foundation > Base Utilities (CFType, CFAllocator, CFIndex).
+// Page: Core Foundation > Base Utilities (CFType, CFAllocator, CFIndex). The ownership
+// annotation CFBase.h gives a function that returns an object its caller must release.
+#define CF_RETURNS_RETAINED __attribute__((cf_returns_retained))
 typedef long CFIndex;
 typedef unsigned long CFTypeID;
 typedef unsigned long CFHashCode;
