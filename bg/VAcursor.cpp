@@ -1,5 +1,6 @@
 #include "VAcursor.h"
 
+#include "Commonprefs.h"
 #include "VAutils.h"
 #include "acc/blockAtomic.h"
 #include "platform/api/platform.h"
@@ -12,7 +13,7 @@ VAcursorStatics s;
 constexpr int32_t kOverlayWindowLevel = 8;
 constexpr double kHandAlpha = 0.7;
 constexpr double kTrackingInterval = 0.05;  // 50,000,000 ns
-// The system's hand cursors all have their hot spot here.
+// The framebuffer shows the system's hand cursors with their hot spot here.
 constexpr double kHandHotSpotX = 13.0;
 constexpr double kHandHotSpotY = 8.0;
 
@@ -123,22 +124,74 @@ void cursor_backToNormalOScursor() {
   dispatchMainWithAutoreleasePool([] { hide_overlayCursor(); });
 }
 
-// The screens come from the cache of NSScreen frames, in the same order, so a click on the
-// event thread asks nothing that allocates.
-std::optional<FramebufferCursor> currentGlobalCursor() {
+// The screens come from the cache of NSScreen frames, in the same order.
+std::optional<CursorShape> currentGlobalCursor() {
   WindowServer& server = *platform().windowServer;
   CGPoint mouse = platform().cocoa->mouseLocation();
   const VAutilsStatics& screens = VAutils_statics();
   for (int32_t i = 0; i < screens.sNumScreens; ++i) {
     if (!mouseInRect(mouse, screens.sScreenFrames[i])) continue;
-    FramebufferCursor cursor;
-    if (!server.readFramebufferCursor(server.screenNumber(i), &cursor)) return std::nullopt;
-    return cursor;
+    CursorShape cursor;
+    if (server.readFramebufferCursor(server.screenNumber(i), &cursor)) return cursor;
+    if (server.currentSystemCursor(&cursor)) return cursor;
+    return std::nullopt;
   }
   return std::nullopt;
 }
 
+void cursor_noteSystemCursor() {
+  if (s.sHandHotSpots.empty()) s.sHandHotSpots = platform().windowServer->handCursorHotSpots();
+  std::optional<CursorShape> cursor = currentGlobalCursor();
+  bool hand = false;
+  if (cursor) {
+    CGPoint spot = cursor->hotSpot;
+    hand = spot.x == kHandHotSpotX && spot.y == kHandHotSpotY;
+    for (CGPoint known : s.sHandHotSpots) hand = hand || (spot.x == known.x && spot.y == known.y);
+  }
+  s.sHandCursorShown = hand;
+}
+
+namespace {
+constexpr double kCursorWatchInterval = 0.1;
+constexpr double kCursorWatchRest = 1.1;  // as long as the run timer waits to call it rest
+
+void cursorWatchStep() {
+  cursor_noteSystemCursor();
+  CGPoint p = platform().cocoa->mouseLocation();
+  double now = utils_now();
+  if (p.x != s.sWatchedPoint.x || p.y != s.sWatchedPoint.y) {
+    s.sWatchedPoint = p;
+    s.sWatchedPointSince = now;
+  } else if (now - s.sWatchedPointSince >= kCursorWatchRest || !prefs_hoverEngineOn()) {
+    s.sWatchingCursor = false;
+    return;
+  }
+  Dispatch& dispatch = *platform().dispatch;
+  dispatch.after(kCursorWatchInterval, dispatch.getMainQueue(),
+                 BlockWithAutoreleasePool([] { cursorWatchStep(); }));
+}
+}  // namespace
+
+// A pass with the pointer where the watch last saw it (or the first pass, which has seen it
+// nowhere yet) looks once and starts nothing: at rest, the watch costs no wake-up.
+void cursor_watchSystemCursor() {
+  if (s.sWatchingCursor) return;
+  CGPoint p = platform().cocoa->mouseLocation();
+  bool first = s.sWatchedPointSince == 0;
+  if (first || (p.x == s.sWatchedPoint.x && p.y == s.sWatchedPoint.y)) {
+    s.sWatchedPoint = p;
+    s.sWatchedPointSince = utils_now();
+    cursor_noteSystemCursor();
+    return;
+  }
+  s.sWatchingCursor = true;
+  cursorWatchStep();
+}
+
+void cursor_noteSystemCursorSoon() {
+  dispatchMainWithAutoreleasePool([] { cursor_noteSystemCursor(); });
+}
+
 bool isHandCursorCurrent() {
-  std::optional<FramebufferCursor> cursor = currentGlobalCursor();
-  return cursor && cursor->hotSpot.x == kHandHotSpotX && cursor->hotSpot.y == kHandHotSpotY;
+  return s.sHandCursorShown;
 }

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <vector>
 
 #include "acc/relaxed.h"
 #include "platform/api/overlay_windows.h"
@@ -24,11 +25,23 @@ void cursor_setOverlayImage(port::NSImageRef image);
 void cursor_showOverlayAtPoint(double x, double y);
 // One step of the follow loop; it re-arms itself every 50 ms until following stops.
 void cursor_runTracking();
-// Whether the system cursor shown now has the hot spot of the system's hand cursors.
+// Any thread, the event tap's included: whether the system cursor had the hot spot of the
+// system's hand cursors when the main thread last looked. Reading the cursor takes system
+// calls, and AppKit's answer the main thread, so the tap path never reads it itself.
 bool isHandCursorCurrent();
-// The size and hot spot of the system cursor shown now, on the screen under the pointer;
-// nothing when no screen is there or its framebuffer cannot be read.
-std::optional<port::FramebufferCursor> currentGlobalCursor();
+// Main thread: looks at the system cursor now and keeps the answer for isHandCursorCurrent.
+void cursor_noteSystemCursor();
+// Main thread, from the run timer's passes while hover scrolling is on: looks at the system
+// cursor now and then every 100 ms while the pointer moves, so the answer is never older
+// than that when a click asks; stops once the pointer has rested for 1.1 s.
+void cursor_watchSystemCursor();
+// Any thread: asks the main thread to look at the system cursor.
+void cursor_noteSystemCursorSoon();
+// Main thread: the size and hot spot of the system cursor shown now, on the screen under the
+// pointer: from the framebuffer's cursor memory, or where a display has none (Apple silicon)
+// from AppKit's current system cursor; nothing when no screen is under the pointer or
+// neither can tell.
+std::optional<port::CursorShape> currentGlobalCursor();
 
 // A borderless, transparent, shadowless window at level 8 that ignores the mouse, showing
 // an image of `size` in an image view, ordered front; null (and "Could not create cursor."
@@ -49,6 +62,13 @@ struct VAcursorStatics {
   // callers of the show and hide requests; a stale read costs one step of the loop.
   Relaxed<int32_t> sTrackingCursor = 0;
   port::dispatch_queue_t sTrackingQueue = nullptr;
+  // Written on the main thread, read on the event thread when a click may start a vector
+  // scroll.
+  Relaxed<bool> sHandCursorShown = false;
+  std::vector<port::CGPoint> sHandHotSpots;  // AppKit's hand cursors', read once
+  bool sWatchingCursor = false;              // main thread
+  port::CGPoint sWatchedPoint{};
+  double sWatchedPointSince = 0;
 };
 
 VAcursorStatics& VAcursor_statics();

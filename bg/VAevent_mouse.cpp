@@ -103,6 +103,8 @@ CGEventRef handleMDown_event_cgEvent(NSEventRef event, CGEventRef cgEvent) {
     bgDelegate::notifyKeyPressed_mods(0, 0);
   }
   bgDelegate::runTimerAfter(0.05f);
+  // Fresh for the release, which may start a vector scroll unless the cursor is a hand.
+  if (prefs_hoverEngineOn()) cursor_noteSystemCursorSoon();
   if (state_doingCoast()) stopCoast();
   CGPoint click = unflippedPointfor_cgevent(cgEvent);
   s.slastMDownPointForGrabButton = click;

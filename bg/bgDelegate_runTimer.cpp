@@ -5,6 +5,7 @@
 
 #include "Commonprefs.h"
 #include "Commonprefs_offsets.h"
+#include "VAcursor.h"
 #include "VAevent.h"
 #include "VAhover.h"
 #include "VAshow.h"
@@ -204,7 +205,12 @@ void bgDelegate::runTimer() {
   s.eventThreadBars = s.bars;
   threads.unlock(s.eventThreadBarsLock);
 
-  if (prefs_hoverEngineOn()) VAshow::showActiveZones(&s.bars);
+  if (prefs_hoverEngineOn()) {
+    VAshow::showActiveZones(&s.bars);
+    // A click on what shows a hand is left to the application; the event thread asks the
+    // answer kept here.
+    cursor_watchSystemCursor();
+  }
   if (t - s.lastScheduleUpdateCheck > kUpdateCheckScheduleInterval) {
     s.lastScheduleUpdateCheck = t;
     dispatchMainWithAutoreleasePool([] { prefs_scheduleUpdateCheck(); });

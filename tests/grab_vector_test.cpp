@@ -299,20 +299,27 @@ TEST_F(ScrollModeTest, AShowStillQueuedOverridesAnEarlierHide) {
 }
 
 // The hand test reads the framebuffer of the screen under the pointer: a hand (hot spot
-// 13, 8) over a link, the arrow elsewhere, and no answer without a screen or framebuffer.
+// 13, 8) over a link, the arrow elsewhere. Where the display has no framebuffer cursor memory
+// (Apple silicon) AppKit's current system cursor tells it, and with no screen under the
+// pointer there is no hand. The main thread reads it; the tap only asks what was read.
 TEST_F(ScrollModeTest, TheHandCursorIsToldByItsHotSpot) {
-  EXPECT_FALSE(isHandCursorCurrent());
   vsession::UiSpec link;
   link.role = "AXLink";
   link.frame = {{100, 100}, {800, 600}};
   link.handCursor = true;
   agent.session().world().windows[0].ui = {link};
-  agent.input().moveTo({410, 410});
-  EXPECT_TRUE(isHandCursorCurrent());
-  agent.session().windowServer().failFramebuffer = true;
-  EXPECT_FALSE(isHandCursorCurrent());
-  agent.session().windowServer().failFramebuffer = false;
+  for (bool framebuffer : {true, false}) {
+    agent.session().windowServer().failFramebuffer = !framebuffer;
+    agent.input().moveTo({50, 50});
+    cursor_noteSystemCursor();
+    EXPECT_FALSE(isHandCursorCurrent()) << framebuffer;
+    agent.input().moveTo({410, 410});
+    EXPECT_FALSE(isHandCursorCurrent()) << "read on the tap path";
+    cursor_noteSystemCursor();
+    EXPECT_TRUE(isHandCursorCurrent()) << framebuffer;
+  }
   VAutils_statics().sNumScreens = 0;
+  cursor_noteSystemCursor();
   EXPECT_FALSE(isHandCursorCurrent());
 }
 

@@ -159,15 +159,18 @@ TEST(MouseTriggers, TheVectorClickPositionRuleLeavesTitleBarsAndLinksAlone) {
     bool hoverOn;
     CGPoint click;
     bool starts;
+    bool framebufferCursor = true;  // false: Apple silicon, where AppKit tells the cursor
   } cases[] = {
       {"page", true, {400, 400}, true},
       {"45 px under the top edge", true, {400, 145}, false},
       {"55 px under it", true, {400, 155}, true},
       {"link", true, {550, 510}, false},
+      {"link, no framebuffer cursor memory", true, {550, 510}, false, false},
       {"link, hover and autoscroll off", false, {550, 510}, true},
   };
   for (const auto& c : cases) {
     Mouse m;
+    m.agent.session().windowServer().failFramebuffer = !c.framebufferCursor;
     m.prefs.vectorOn = 1;
     m.prefs.vectorButton = 1;
     m.prefs.hoverOn = m.prefs.autoScrollOn = c.hoverOn;

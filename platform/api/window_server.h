@@ -26,9 +26,9 @@ struct WindowInfo {
   std::string ownerName;
 };
 
-// The cursor the framebuffer shows now: its size and hot spot (StdFBShmem_t's cursorSize and
-// hotSpot of the current frame).
-struct FramebufferCursor {
+// A cursor's size and hot spot: what the framebuffer shows now (StdFBShmem_t's cursorSize
+// and hotSpot of the current frame), or an NSCursor's image size and hotSpot.
+struct CursorShape {
   CGSize size;
   CGPoint hotSpot;
 };
@@ -45,8 +45,15 @@ class WindowServer {
   // IOFramebufferOpen on the display's service (CGDisplayIOServicePort) with connection
   // type 1 (the shared connection), IOConnectMapMemory of memory type 100 with options
   // 4097 (anywhere, read-only), the current frame's cursorSize and hotSpot, then unmap and close.
-  // False when the framebuffer cannot be opened or mapped.
-  virtual bool readFramebufferCursor(uint32_t displayID, FramebufferCursor* cursor) = 0;
+  // False when the framebuffer cannot be opened or mapped, as on Apple silicon, where the
+  // display has no such service (its service port is 0).
+  virtual bool readFramebufferCursor(uint32_t displayID, CursorShape* cursor) = 0;
+  // NSCursor's currentSystemCursor: the cursor shown now, whichever application set it.
+  // False when the system gives none. AppKit: main thread only.
+  virtual bool currentSystemCursor(CursorShape* cursor) = 0;
+  // The hot spots of AppKit's hand cursors: pointingHandCursor, openHandCursor and
+  // closedHandCursor. AppKit: main thread only.
+  virtual std::vector<CGPoint> handCursorHotSpots() = 0;
 };
 
 }  // namespace port

@@ -67,10 +67,13 @@ class WindowServer final : public port::WindowServer {
 
   // CGDisplayIOServicePort is deprecated from 10.9; it is the only public way from a
   // display to its framebuffer service.
-  bool readFramebufferCursor(uint32_t displayID, port::FramebufferCursor* cursor) override {
+  bool readFramebufferCursor(uint32_t displayID, port::CursorShape* cursor) override {
+    // On Apple silicon a display has no framebuffer service: the port is 0.
+    io_service_t service = CGDisplayIOServicePort(displayID);
+    if (service == 0) return false;
     io_connect_t connection = 0;
-    if (IOFramebufferOpen(CGDisplayIOServicePort(displayID), mach_task_self(),
-                          kIOFBSharedConnectType, &connection) != KERN_SUCCESS)
+    if (IOFramebufferOpen(service, mach_task_self(), kIOFBSharedConnectType, &connection) !=
+        KERN_SUCCESS)
       return false;
     mach_vm_address_t address = 0;
     mach_vm_size_t size = 0;
@@ -89,6 +92,26 @@ class WindowServer final : public port::WindowServer {
     }
     IOServiceClose(connection);
     return read;
+  }
+
+  bool currentSystemCursor(port::CursorShape* cursor) override {
+    NSCursor* current = [NSCursor currentSystemCursor];
+    if (current == nil) return false;
+    NSSize size = [[current image] size];
+    NSPoint hotSpot = [current hotSpot];
+    cursor->size = {size.width, size.height};
+    cursor->hotSpot = {hotSpot.x, hotSpot.y};
+    return true;
+  }
+
+  std::vector<port::CGPoint> handCursorHotSpots() override {
+    std::vector<port::CGPoint> spots;
+    for (NSCursor* hand :
+         {[NSCursor pointingHandCursor], [NSCursor openHandCursor], [NSCursor closedHandCursor]}) {
+      NSPoint hotSpot = [hand hotSpot];
+      spots.push_back({hotSpot.x, hotSpot.y});
+    }
+    return spots;
   }
 };
 

@@ -46,14 +46,28 @@ uint32_t VirtualWindowServer::screenNumber(size_t index) {
   return index < world_.screens.size() ? kFirstDisplayID + static_cast<uint32_t>(index) : 0;
 }
 
+namespace {
 // The arrow's hot spot is its tip; the system's hand cursors all have theirs at (13, 8).
-bool VirtualWindowServer::readFramebufferCursor(uint32_t displayID, FramebufferCursor* cursor) {
+constexpr CursorShape kHandCursor{{32, 32}, {13, 8}};
+constexpr CursorShape kArrowCursor{{17, 23}, {4, 4}};
+}  // namespace
+
+bool VirtualWindowServer::readFramebufferCursor(uint32_t displayID, CursorShape* cursor) {
   if (failFramebuffer || displayID < kFirstDisplayID ||
       displayID - kFirstDisplayID >= world_.screens.size()) {
     return false;
   }
-  *cursor = handShown_ ? FramebufferCursor{{32, 32}, {13, 8}} : FramebufferCursor{{17, 23}, {4, 4}};
+  *cursor = handShown_ ? kHandCursor : kArrowCursor;
   return true;
+}
+
+bool VirtualWindowServer::currentSystemCursor(CursorShape* cursor) {
+  *cursor = handShown_ ? kHandCursor : kArrowCursor;
+  return true;
+}
+
+std::vector<CGPoint> VirtualWindowServer::handCursorHotSpots() {
+  return {kHandCursor.hotSpot, kHandCursor.hotSpot, kHandCursor.hotSpot};
 }
 
 void VirtualWindowServer::cursorMoved() {

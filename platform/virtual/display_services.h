@@ -25,12 +25,16 @@ class VirtualWindowServer final : public port::WindowServer {
   // Moves the cursor without an event, as CGWarpMouseCursorPosition does.
   void warpMouseCursorPosition(port::CGPoint quartzPoint) override;
   uint32_t screenNumber(size_t index) override;
-  bool readFramebufferCursor(uint32_t displayID, port::FramebufferCursor* cursor) override;
+  bool readFramebufferCursor(uint32_t displayID, port::CursorShape* cursor) override;
+  bool currentSystemCursor(port::CursorShape* cursor) override;
+  std::vector<port::CGPoint> handCursorHotSpots() override;
 
   // The cursor moved: the application under it may show another cursor.
   void cursorMoved();
   bool handShown() const { return handShown_; }
-  bool failFramebuffer = false;  // the framebuffer cannot be opened
+  // The framebuffer cannot be opened, as on Apple silicon, where displays have no framebuffer
+  // service; AppKit still tells the current cursor.
+  bool failFramebuffer = false;
 
  private:
   World& world_;
