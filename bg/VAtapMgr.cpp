@@ -11,10 +11,16 @@ VAtapMgrStatics s;
 
 // A set-up step the agent cannot run without: say so and ask the application to end. The
 // caller goes on with the null object; the process ends when the main thread handles the
-// termination.
-void failStartupStep(const char* message) {
+// termination. AppKit takes the request on the main thread only, so a step of the event
+// thread hands it there.
+enum class StartupThread { kMain, kEvent };
+void failStartupStep(const char* message, StartupThread thread = StartupThread::kMain) {
   platform().systemLog->log(message);
-  platform().application->terminate();
+  if (thread == StartupThread::kMain) {
+    platform().application->terminate();
+  } else {
+    dispatchMainWithAutoreleasePool([] { platform().application->terminate(); });
+  }
 }
 
 // Creates a session tap at the head of the tap list and its run-loop source, logging the
@@ -25,9 +31,9 @@ void createTap(CFMachPortRef& tap, CFRunLoopSourceRef& source, CGEventTapOptions
   QuartzEvents& quartz = *platform().quartz;
   tap =
       quartz.tapCreate(kCGSessionEventTap, kCGHeadInsertEventTap, options, mask, callback, nullptr);
-  if (!tap) failStartupStep(tapFailure);
+  if (!tap) failStartupStep(tapFailure, StartupThread::kEvent);
   source = quartz.machPortCreateRunLoopSource(tap, 0);
-  if (!source) failStartupStep(sourceFailure);
+  if (!source) failStartupStep(sourceFailure, StartupThread::kEvent);
 }
 }  // namespace
 
@@ -59,32 +65,37 @@ VAtapMgr* VAtapMgr::init() {
 
 void VAtapMgr::startEventThread() {
   RunLoops& runLoops = *platform().runLoops;
-  s.sEventThreadRunLoop = runLoops.getCurrent();
-  if (!s.sEventThreadRunLoop) failStartupStep("Could not create loop");
+  CFRunLoopRef loop = runLoops.getCurrent();
+  s.sEventThreadRunLoop = loop;
+  if (!loop) failStartupStep("Could not create loop", StartupThread::kEvent);
 
   CFAbsoluteTime now = platform().clock->absoluteTimeGetCurrent();
   CFRunLoopTimerRef reEnable = runLoops.timerCreate(now + 3.0, 7.0, reEnableTapTimerProc, nullptr);
-  if (!reEnable) failStartupStep("Could not create timer");
-  runLoops.addTimer(s.sEventThreadRunLoop, reEnable, RunLoopMode::kDefault);
+  if (!reEnable) failStartupStep("Could not create timer", StartupThread::kEvent);
+  runLoops.addTimer(loop, reEnable, RunLoopMode::kDefault);
 
   createTap(s.sTap, s.sEventSrc, kCGEventTapOptionDefault, kMainTapMask, MyEventTapCallBack,
             "Could not create tap", "Could not create source");
-  runLoops.addSource(s.sEventThreadRunLoop, s.sEventSrc, RunLoopMode::kDefault);
+  runLoops.addSource(loop, s.sEventSrc, RunLoopMode::kDefault);
   createTap(s.sTapMMoved, s.sEventSrcMMoved, kCGEventTapOptionDefault, kMovedTapMask,
             MyEventTapCallBack, "Could not create mtap", "Could not create moved source");
-  runLoops.addSource(s.sEventThreadRunLoop, s.sEventSrcMMoved, RunLoopMode::kDefault);
+  runLoops.addSource(loop, s.sEventSrcMMoved, RunLoopMode::kDefault);
   createTap(s.sTapWatch, s.sEventSrcWatch, kCGEventTapOptionListenOnly, kWatchTapMask,
             MyWatchEventTapCallBack, "Could not create wtap", "Could not create wsource");
-  runLoops.addSource(s.sEventThreadRunLoop, s.sEventSrcWatch, RunLoopMode::kDefault);
+  runLoops.addSource(loop, s.sEventSrcWatch, RunLoopMode::kDefault);
 
   runLoops.run();
 }
 
+// Before the event thread has stored its loop the event goes nowhere. Only the first
+// run-timer pass can come that early, and what it posts (a new window under the cursor,
+// hover off) asks to stop modes that cannot be running yet.
 void VAtapMgr::postVAEvent(int kind) {
   RunLoops& runLoops = *platform().runLoops;
-  runLoops.performBlock(s.sEventThreadRunLoop, RunLoopMode::kDefault,
+  CFRunLoopRef loop = s.sEventThreadRunLoop;
+  runLoops.performBlock(loop, RunLoopMode::kDefault,
                         BlockWithAutoreleasePool([kind] { bgDelegate::handleVAEvent(kind); }));
-  runLoops.wakeUp(s.sEventThreadRunLoop);
+  runLoops.wakeUp(loop);
 }
 
 void evtapMMoved_setEnabled(bool on) {

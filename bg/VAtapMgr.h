@@ -37,7 +37,9 @@ inline constexpr port::CGEventMask kWatchTapMask = 0x20000000;  // gesture
 
 struct VAtapMgrStatics {
   VAtapMgr* selfObject = nullptr;
-  port::CFRunLoopRef sEventThreadRunLoop = nullptr;
+  // Stored by the event thread as it starts, read by any thread that posts to it: null
+  // until then, which the run-loop calls take as no loop.
+  Relaxed<port::CFRunLoopRef> sEventThreadRunLoop = nullptr;
   port::CFMachPortRef sTap = nullptr;
   port::CFRunLoopSourceRef sEventSrc = nullptr;
   port::CFMachPortRef sTapMMoved = nullptr;

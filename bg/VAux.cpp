@@ -110,11 +110,30 @@ bool InlineIdentifier::holds(std::string_view id) const {
          std::string_view(text) == id.substr(0, inlineLength(id));
 }
 
+namespace {
+// Every question about what is under the cursor goes through the system-wide element, whose
+// messaging timeout is every element's. An application that hangs under the cursor would
+// otherwise hold the main thread, and the key tap on it, for the system's 6 s on each call.
+// A quarter of a second is far more than a live application takes (a few milliseconds),
+// keeps a keystroke typed meanwhile late by no more than that, and stays well under the
+// event taps' own timeout, so the system never disables the key tap over a hung application.
+constexpr float kMessagingTimeout = 0.25f;
+
+AXUIElementRef systemWide() {
+  if (!s.systemWideElement) {
+    Accessibility& ax = *platform().accessibility;
+    s.systemWideElement = ax.createSystemWide();
+    if (s.systemWideElement) ax.setMessagingTimeout(s.systemWideElement, kMessagingTimeout);
+  }
+  return s.systemWideElement;
+}
+}  // namespace
+
 int32_t VAux::updateAppUnderCursor(CGPoint p) {
   Accessibility& ax = *platform().accessibility;
   if (s.cursorElement) ax.release(s.cursorElement);
   s.cursorElement = nullptr;
-  if (!s.systemWideElement) s.systemWideElement = ax.createSystemWide();
+  systemWide();
 
   CGPoint q = carbonScreenPointFromCocoaScreenPoint(p);
   int64_t w = platform().windowServer->windowNumberAtPoint(p, 0);
@@ -188,9 +207,8 @@ bool VAux::isCurrentWindowFrontMost() {
 
 void VAux::tryAssistive() {
   Accessibility& ax = *platform().accessibility;
-  if (!s.systemWideElement) s.systemWideElement = ax.createSystemWide();
   AXUIElementRef element = nullptr;
-  ax.copyElementAtPosition(s.systemWideElement, 100, 100, &element);
+  ax.copyElementAtPosition(systemWide(), 100, 100, &element);
   if (element) ax.release(element);
 }
 

@@ -93,13 +93,18 @@ void bgDelegate::applicationDidFinishLaunching() {
   ckUpdate_init();
   utils_cacheNSScreenFrames_force(false);
   openAgentPort();
+  // The agent is never the active application, and the system holds back distributed
+  // notifications from an inactive one unless its observer asks for them at once.
   Notifications& notifications = *platform().notifications;
   notifications.addObserver(
       nullptr, "com.tarnwick.v4fb",
-      [](void*, std::string_view, const PlistDict& userInfo) { backReply(userInfo); });
+      [](void*, std::string_view, const PlistDict& userInfo) { backReply(userInfo); },
+      NotificationSuspensionBehavior::kDeliverImmediately);
   // Closing a menu is a moment when the user may just have moved the agent's bundle.
-  notifications.addObserver(nullptr, "com.apple.HIToolbox.endMenuTrackingNotification",
-                            [](void*, std::string_view, const PlistDict&) { periodicCk(); });
+  notifications.addObserver(
+      nullptr, "com.apple.HIToolbox.endMenuTrackingNotification",
+      [](void*, std::string_view, const PlistDict&) { periodicCk(); },
+      NotificationSuspensionBehavior::kDeliverImmediately);
   platform().urlEvents->setGetURLHandler(
       nullptr, [](void*, std::string_view url) { handleURLEvent_withReplyEvent(url); });
   // Before 10.10 accessibility was a global switch, not a per-application permission.

@@ -114,7 +114,7 @@ TEST_F(KeyboardTriggersTest, KeyboardScrollHotKeyActsOncePerBounceAndStopsItsRep
   EXPECT_DOUBLE_EQ(first, agent.session().absolute(1));
   ASSERT_TRUE(keys_repeatStarted());
   // Asked on the main thread, where keys arrive, the repeat ticks on the event thread.
-  EXPECT_EQ(VAkeys_statics().sTimer.load()->loop, VAtapMgr_statics().sEventThreadRunLoop);
+  EXPECT_EQ(VAkeys_statics().sTimer.load()->loop, VAtapMgr_statics().sEventThreadRunLoop.load());
   key(kKeyJ, false);
   EXPECT_FALSE(keys_repeatStarted());
   runFor(0.1);

@@ -198,6 +198,8 @@ TEST(StartupFailureTest, EachStepThatFailsLogsItsMessageAndEndsTheAgent) {
     const auto& logs = agent.session().logLines();
     ASSERT_FALSE(logs.empty()) << message;
     EXPECT_EQ(logs.front(), message);
+    // AppKit takes the request on the main thread only, whichever thread's step failed.
+    EXPECT_EQ(agent.session().offMainTerminateRequests(), 0) << message;
     EXPECT_TRUE(agent.session().terminated()) << message;
   }
 }

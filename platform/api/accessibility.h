@@ -58,6 +58,10 @@ class Accessibility {
                                      AXValue* value) = 0;
   virtual AXError copyAttributeNames(AXUIElementRef element, std::vector<std::string>* names) = 0;
   virtual AXError getPid(AXUIElementRef element, int32_t* pid) = 0;
+  // AXUIElementSetMessagingTimeout: how long a call to the element's application may wait for
+  // an answer before it fails; set on the system-wide element, it is every element's. The
+  // system's own is about 6 s.
+  virtual AXError setMessagingTimeout(AXUIElementRef element, float seconds) = 0;
   virtual void retain(AXUIElementRef element) = 0;             // CFRetain
   virtual void release(AXUIElementRef element) = 0;            // CFRelease
   virtual void autorelease(AXUIElementRef element) = 0;        // CFAutorelease

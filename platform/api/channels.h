@@ -24,12 +24,24 @@ using MessagePortCallBack = bool (*)(CFMessagePortRef port, int32_t msgid,
                                      void* info);
 using URLEventCallBack = void (*)(void* handler, std::string_view url);
 
+// NSNotificationSuspensionBehavior: what the distributed centre does with a notification for
+// an observer while the observing application's deliveries are suspended, which AppKit does
+// whenever the application is not active.
+enum class NotificationSuspensionBehavior : int {
+  kDrop = 1,                // never delivered
+  kCoalesce = 2,            // the last of each name delivered once deliveries resume
+  kHold = 3,                // all delivered, in order, once deliveries resume
+  kDeliverImmediately = 4,  // delivered at once all the same
+};
+
 class Notifications {
  public:
   virtual ~Notifications() = default;
-  virtual void addObserver(void* observer, const std::string& name,
-                           NotificationCallBack callback) = 0;
-  // postNotificationName:object:userInfo:deliverImmediately: with a nil object.
+  // addObserver:selector:name:object:suspensionBehavior: with a nil object.
+  virtual void addObserver(void* observer, const std::string& name, NotificationCallBack callback,
+                           NotificationSuspensionBehavior behavior) = 0;
+  // postNotificationName:object:userInfo:deliverImmediately: with a nil object; delivered
+  // immediately, it reaches suspended observers at once too.
   virtual void postNotification(const std::string& name, const PlistDict& userInfo,
                                 bool deliverImmediately) = 0;
 };

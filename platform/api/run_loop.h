@@ -35,7 +35,9 @@ class Clock {
   virtual CFAbsoluteTime absoluteTimeGetCurrent() = 0;
 };
 
-// CFRunLoop and CFRunLoopTimer.
+// CFRunLoop and CFRunLoopTimer. A null loop or timer (one that could not be made, or another
+// thread's loop not stored yet) is tolerated everywhere: adding, performing, waking and
+// invalidating do nothing, and the questions answer no.
 class RunLoops {
  public:
   virtual ~RunLoops() = default;

@@ -106,6 +106,9 @@ class Accessibility final : public port::Accessibility {
     *pid = found;
     return error;
   }
+  port::AXError setMessagingTimeout(port::AXUIElementRef element, float seconds) override {
+    return AXUIElementSetMessagingTimeout(ax(element), seconds);
+  }
   void retain(port::AXUIElementRef element) override { CFRetain(ax(element)); }
   void release(port::AXUIElementRef element) override { CFRelease(ax(element)); }
   void autorelease(port::AXUIElementRef element) override { CFAutorelease(ax(element)); }

@@ -67,15 +67,21 @@ namespace {
 
 class Notifications final : public port::Notifications {
  public:
-  void addObserver(void* observer, const std::string& name,
-                   port::NotificationCallBack callback) override {
-    // The centre does not retain its observers; this one is kept for the life of the process.
+  void addObserver(void* observer, const std::string& name, port::NotificationCallBack callback,
+                   port::NotificationSuspensionBehavior behavior) override {
+    // The centre does not retain its observers: each one is kept for the life of the
+    // process, by a list that is never emptied.
+    static NSMutableArray* const kept = [[NSMutableArray alloc] init];
     VarselNotificationObserver* forward =
-        [[VarselNotificationObserver alloc] initWithObserver:observer callback:callback];
-    [[NSDistributedNotificationCenter defaultCenter] addObserver:forward
-                                                        selector:@selector(notify:)
-                                                            name:toNSString(name)
-                                                          object:nil];
+        [[[VarselNotificationObserver alloc] initWithObserver:observer
+                                                     callback:callback] autorelease];
+    [kept addObject:forward];
+    [[NSDistributedNotificationCenter defaultCenter]
+               addObserver:forward
+                  selector:@selector(notify:)
+                      name:toNSString(name)
+                    object:nil
+        suspensionBehavior:static_cast<NSNotificationSuspensionBehavior>(behavior)];
   }
   void postNotification(const std::string& name, const port::PlistDict& userInfo,
                         bool deliverImmediately) override {

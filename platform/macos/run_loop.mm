@@ -83,8 +83,10 @@ class RunLoops final : public port::RunLoops {
     return reinterpret_cast<port::CFRunLoopRef>(CFRunLoopGetMain());
   }
   void run() override { CFRunLoopRun(); }
-  // A loop, source or timer that could not be had is null; adding it does nothing, as
-  // Core Foundation would crash on it.
+  // A loop, source or timer that could not be had, or is not there yet, is null: adding,
+  // performing and waking do nothing with it, asking about it answers no, as Core Foundation
+  // would crash on it. The first run-timer pass posts to the event thread before that thread
+  // has stored its loop.
   void addSource(port::CFRunLoopRef rl, port::CFRunLoopSourceRef source,
                  port::RunLoopMode mode) override {
     if (rl == nullptr || source == nullptr) return;
@@ -97,15 +99,19 @@ class RunLoops final : public port::RunLoops {
   }
   bool containsTimer(port::CFRunLoopRef rl, port::CFRunLoopTimerRef timer,
                      port::RunLoopMode mode) override {
+    if (rl == nullptr || timer == nullptr) return false;
     return CFRunLoopContainsTimer(cf(rl), cf(timer), cf(mode));
   }
   void performBlock(port::CFRunLoopRef rl, port::RunLoopMode mode, port::Block block) override {
+    if (rl == nullptr) return;
     __block port::Block work = std::move(block);
     CFRunLoopPerformBlock(cf(rl), cf(mode), ^{
       work();
     });
   }
-  void wakeUp(port::CFRunLoopRef rl) override { CFRunLoopWakeUp(cf(rl)); }
+  void wakeUp(port::CFRunLoopRef rl) override {
+    if (rl != nullptr) CFRunLoopWakeUp(cf(rl));
+  }
 
   port::CFRunLoopTimerRef timerCreate(port::CFAbsoluteTime fireDate, port::CFTimeInterval interval,
                                       port::CFRunLoopTimerCallBack callout, void* info) override {
@@ -126,11 +132,12 @@ class RunLoops final : public port::RunLoops {
     return CFRunLoopTimerGetInterval(cf(timer));
   }
   void timerInvalidate(port::CFRunLoopTimerRef timer) override {
+    if (timer == nullptr) return;
     CFRunLoopTimerInvalidate(cf(timer));
     CFRelease(cf(timer));
   }
   bool timerIsValid(port::CFRunLoopTimerRef timer) override {
-    return CFRunLoopTimerIsValid(cf(timer));
+    return timer != nullptr && CFRunLoopTimerIsValid(cf(timer));
   }
 };
 

@@ -360,4 +360,16 @@ AXError VirtualAccessibility::getPid(AXUIElementRef element, int32_t* pid) {
   return kAXErrorSuccess;
 }
 
+// Negative is refused and 0 restores the default, as documented. An element's own timeout
+// would outrank the global one for that element; the agent sets only the global one, so
+// only that is kept.
+AXError VirtualAccessibility::setMessagingTimeout(AXUIElementRef element, float seconds) {
+  if (AXError error = check(element)) return error;
+  if (seconds < 0) return kAXErrorIllegalArgument;
+  if (element->node->kind == Kind::kSystemWide) {
+    messagingTimeout_ = seconds == 0 ? kDefaultMessagingTimeout : seconds;
+  }
+  return kAXErrorSuccess;
+}
+
 }  // namespace vsession

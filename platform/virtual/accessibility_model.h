@@ -131,6 +131,11 @@ class VirtualAccessibility final : public port::Accessibility {
   port::AXError copyAttributeNames(port::AXUIElementRef element,
                                    std::vector<std::string>* names) override;
   port::AXError getPid(port::AXUIElementRef element, int32_t* pid) override;
+  port::AXError setMessagingTimeout(port::AXUIElementRef element, float seconds) override;
+  // How long a call may wait for an application's answer: the system's default until the
+  // agent sets one on the system-wide element.
+  float messagingTimeout() const { return messagingTimeout_; }
+  static constexpr float kDefaultMessagingTimeout = 6.0f;
   void retain(port::AXUIElementRef element) override;
   void release(port::AXUIElementRef element) override;
   void autorelease(port::AXUIElementRef element) override;
@@ -177,6 +182,7 @@ class VirtualAccessibility final : public port::Accessibility {
   std::set<std::pair<const AXNode*, std::string>> reads_;
   uint64_t repeatedReads_ = 0;
   bool logReads_ = false;
+  float messagingTimeout_ = kDefaultMessagingTimeout;
 };
 
 }  // namespace vsession

@@ -11,14 +11,20 @@ namespace vsession {
 using namespace port;
 
 void VirtualNotifications::addObserver(void* observer, const std::string& name,
-                                       NotificationCallBack callback) {
-  observers_.push_back({observer, name, callback});
+                                       NotificationCallBack callback,
+                                       NotificationSuspensionBehavior behavior) {
+  observers_.push_back({observer, name, callback, behavior, {}});
 }
 
-// Delivery to the agent is always on its next main-loop pass: the session never suspends a
-// delivery, so deliverImmediately changes nothing here.
+void VirtualNotifications::deliver(const Observer& o, Posted posted) {
+  scheduler_.schedule(scheduler_.now(), Scheduler::kMainLane, "notification",
+                      [callback = o.callback, observer = o.observer, posted] {
+                        callback(observer, posted->first, posted->second);
+                      });
+}
+
 void VirtualNotifications::postNotification(const std::string& name, const PlistDict& userInfo,
-                                            bool) {
+                                            bool deliverImmediately) {
   // The pane's two channels and the helper's reply are traced by their own kinds.
   static const std::set<std::string> kChannels = {"com.tarnwick.v4bf", "com.tarnwick.v4fb",
                                                   "com.tarnwick.vxs"};
@@ -29,12 +35,25 @@ void VirtualNotifications::postNotification(const std::string& name, const Plist
   auto [first, last] = peers_.equal_range(name);
   for (auto peer = first; peer != last; ++peer) peer->second(userInfo);
   auto posted = std::make_shared<const std::pair<std::string, PlistDict>>(name, userInfo);
-  for (const Observer& o : observers_) {
+  for (Observer& o : observers_) {
     if (o.name != name) continue;
-    scheduler_.schedule(scheduler_.now(), Scheduler::kMainLane, "notification",
-                        [callback = o.callback, observer = o.observer, posted] {
-                          callback(observer, posted->first, posted->second);
-                        });
+    if (deliverImmediately || agentActive_ ||
+        o.behavior == NotificationSuspensionBehavior::kDeliverImmediately) {
+      deliver(o, posted);
+    } else if (o.behavior == NotificationSuspensionBehavior::kHold) {
+      o.held.push_back(posted);
+    } else if (o.behavior == NotificationSuspensionBehavior::kCoalesce) {
+      o.held = {posted};
+    }
+  }
+}
+
+void VirtualNotifications::setAgentActive(bool active) {
+  agentActive_ = active;
+  if (!active) return;
+  for (Observer& o : observers_) {
+    for (Posted& posted : o.held) deliver(o, std::move(posted));
+    o.held.clear();
   }
 }
 

@@ -7,6 +7,7 @@
 #include <deque>
 #include <functional>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -31,29 +32,41 @@ struct MessagePort {
 namespace vsession {
 
 // The agent's observers hear a notification on the main thread's run loop, where they
-// registered; a peer outside the agent hears it as it is posted.
+// registered; a peer outside the agent hears it as it is posted. As AppKit does, the agent's
+// deliveries are suspended while it is not the active application, which a faceless agent
+// never is unless it activates itself: each observer's suspension behaviour then drops,
+// coalesces or holds what comes, or takes it at once, and a notification posted for
+// immediate delivery reaches it all the same. Held ones come when the agent activates.
 class VirtualNotifications final : public port::Notifications {
  public:
   using PeerListener = std::function<void(const port::PlistDict& userInfo)>;
 
   VirtualNotifications(Scheduler& scheduler, Trace& trace) : scheduler_(scheduler), trace_(trace) {}
 
-  void addObserver(void* observer, const std::string& name,
-                   port::NotificationCallBack callback) override;
+  void addObserver(void* observer, const std::string& name, port::NotificationCallBack callback,
+                   port::NotificationSuspensionBehavior behavior) override;
   void postNotification(const std::string& name, const port::PlistDict& userInfo,
                         bool deliverImmediately) override;
   void listen(const std::string& name, PeerListener listener);
+  // The agent became the active application (deliveries resume) or stopped being it.
+  void setAgentActive(bool active);
 
  private:
+  using Posted = std::shared_ptr<const std::pair<std::string, port::PlistDict>>;
   struct Observer {
     void* observer;
     std::string name;
     port::NotificationCallBack callback;
+    port::NotificationSuspensionBehavior behavior;
+    std::vector<Posted> held;
   };
+  void deliver(const Observer& o, Posted posted);
+
   Scheduler& scheduler_;
   Trace& trace_;
   std::vector<Observer> observers_;
   std::multimap<std::string, PeerListener> peers_;
+  bool agentActive_ = false;
 };
 
 // Port names are unique in the session: a name is held by the agent's local port or by a

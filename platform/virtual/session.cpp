@@ -102,7 +102,7 @@ VirtualSession::VirtualSession(const SessionConfig& config)
   installation_.setAuthorizationRefused(config.authorizationRefused);
   if (config.helperAnswers) {
     installation_.setHelperReplyPoster([this](const port::PlistDict& reply) {
-      notifications_.postNotification("com.tarnwick.vxs", reply, true);
+      notifications_.postNotification("com.tarnwick.vxs", reply, false);
     });
   }
   platform_.propertyLists = &archiver_;
@@ -155,7 +155,11 @@ int32_t VirtualSession::routeWindowMouse(port::CGEventRef e) {
   bool up = t == kCGEventLeftMouseUp || t == kCGEventRightMouseUp || t == kCGEventOtherMouseUp;
   bool dragged = t == kCGEventLeftMouseDragged || t == kCGEventRightMouseDragged ||
                  t == kCGEventOtherMouseDragged;
-  if (down) mouseCapture_ = overlayWindows_.windowTakingMouseAt(world_.toCocoa(e->location));
+  if (down) {
+    mouseCapture_ = overlayWindows_.windowTakingMouseAt(world_.toCocoa(e->location));
+    // A press in another application's window makes that one the active application.
+    if (!mouseCapture_) notifications_.setAgentActive(false);
+  }
   NSWindowRef window = mouseCapture_;
   if (!window || !(down || up || dragged)) return 0;
   if (up) mouseCapture_ = nullptr;
@@ -181,7 +185,9 @@ void VirtualSession::setPaneRunning(bool running) {
 }
 
 void VirtualSession::paneSend(const port::PlistDict& message) {
-  notifications_.postNotification("com.tarnwick.v4fb", message, true);
+  // The pane is not part of this program: the agent may not count on its asking for
+  // immediate delivery.
+  notifications_.postNotification("com.tarnwick.v4fb", message, false);
 }
 
 void VirtualSession::sleepMachine(double seconds) {
@@ -214,6 +220,12 @@ void VirtualSession::AppPort::run(void (*applicationDidFinishLaunching)()) {
 
 // The request is handled on the main thread's next pass; then the process is gone.
 void VirtualSession::AppPort::terminate() {
+  // AppKit takes a terminate request on the main thread only; from another thread it is
+  // counted as a fault and not honoured, so a test sees the agent go on running.
+  if (s_.scheduler_.currentLane() != Scheduler::kMainLane) {
+    ++s_.offMainTerminateRequests_;
+    return;
+  }
   if (s_.terminationRequested_) return;
   s_.terminationRequested_ = true;
   s_.trace_.add(s_.scheduler_.now(), "terminate");

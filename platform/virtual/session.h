@@ -120,6 +120,8 @@ class VirtualSession {
   // The agent asked to terminate and its main thread has handled the request.
   bool terminated() const { return scheduler_.stopped(); }
   bool terminationRequested() const { return terminationRequested_; }
+  // Terminate requests made on another thread than the main one, which AppKit does not take.
+  int offMainTerminateRequests() const { return offMainTerminateRequests_; }
   // How often the agent made itself the active application.
   int activations() const { return activations_; }
 
@@ -129,7 +131,10 @@ class VirtualSession {
     explicit AppPort(VirtualSession& s) : s_(s) {}
     void run(void (*applicationDidFinishLaunching)()) override;
     void terminate() override;
-    void activateIgnoringOtherApps(bool) override { ++s_.activations_; }
+    void activateIgnoringOtherApps(bool) override {
+      ++s_.activations_;
+      s_.notifications_.setAgentActive(true);
+    }
     int32_t processIdentifier() override { return s_.config_.agentPid; }
     uint32_t userId() override { return s_.config_.userId; }
     std::string bundleIdentifier() override { return kAgentBundleIdentifier; }
@@ -189,6 +194,7 @@ class VirtualSession {
   port::Platform platform_;
   std::vector<std::string> logLines_;
   bool terminationRequested_ = false;
+  int offMainTerminateRequests_ = 0;
   int activations_ = 0;
   port::NSWindowRef mouseCapture_ = nullptr;  // the agent's window a press went to
 };

@@ -137,7 +137,7 @@ std::vector<std::string> restViolations(vsession::VirtualSession& session) {
     which += " " + what + " x" + std::to_string(count) + ";";
   }
   atMost(tasks, timers, "queued tasks" + which);
-  for (port::CFRunLoopRef loop : {loops.getMain(), VAtapMgr_statics().sEventThreadRunLoop}) {
+  for (port::CFRunLoopRef loop : {loops.getMain(), VAtapMgr_statics().sEventThreadRunLoop.load()}) {
     if (loop) atMost(loop->pending.size(), 0, "blocks queued on a run loop");
   }
   check(session.scheduler().schedulesInThePast() == 0,

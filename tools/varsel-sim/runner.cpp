@@ -186,7 +186,7 @@ void schedule(Places& places, const InputStep& step) {
           places.at(p->t, [&session] { session.userNotifications().clickNotification(); });
         } else if constexpr (std::is_same_v<T, HelperInput>) {
           places.at(p->t, [&session, action] {
-            session.notifications().postNotification("com.tarnwick.vxs", action->reply, true);
+            session.notifications().postNotification("com.tarnwick.vxs", action->reply, false);
           });
         } else if constexpr (std::is_same_v<T, SleepInput>) {
           // A sleep that begins while the machine already sleeps makes it sleep on until

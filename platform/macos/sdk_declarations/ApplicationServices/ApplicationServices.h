@@ -22,6 +22,7 @@ AXError AXUIElementCopyAttributeValue(AXUIElementRef element, CFStringRef attrib
                                       CFTypeRef* value);
 AXError AXUIElementCopyAttributeNames(AXUIElementRef element, CFArrayRef* names);
 AXError AXUIElementGetPid(AXUIElementRef element, pid_t* pid);
+AXError AXUIElementSetMessagingTimeout(AXUIElementRef element, float timeoutInSeconds);
 Boolean AXIsProcessTrustedWithOptions(CFDictionaryRef options);
 extern const CFStringRef kAXTrustedCheckOptionPrompt;
 // Deprecated in 10.9, where AXIsProcessTrustedWithOptions replaces it.
