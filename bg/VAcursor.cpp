@@ -50,6 +50,7 @@ NSWindowRef newOverlayCursorWindow(CGSize size) {
   windows.setBackgroundColor(window, 1.0, 0.0);
   windows.setHasShadow(window, false);
   windows.setLevel(window, kOverlayWindowLevel);
+  windows.setCollectionBehavior(window, kAgentWindowCollectionBehavior);
   windows.setImageViewAsContentView(window, CGRect{{0, 0}, size});
   windows.setIgnoresMouseEvents(window, true);
   windows.orderFront(window);

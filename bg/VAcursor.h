@@ -43,6 +43,12 @@ void cursor_noteSystemCursorSoon();
 // neither can tell.
 std::optional<port::CursorShape> currentGlobalCursor();
 
+// How every window of the agent's joins the Spaces: it shows on each of them, and beside an
+// application in full screen, wherever the user scrolls.
+inline constexpr uint64_t kAgentWindowCollectionBehavior =
+    port::kNSWindowCollectionBehaviorCanJoinAllSpaces |
+    port::kNSWindowCollectionBehaviorFullScreenAuxiliary;
+
 // A borderless, transparent, shadowless window at level 8 that ignores the mouse, showing
 // an image of `size` in an image view, ordered front; null (and "Could not create cursor."
 // logged) when it cannot be made. The hand and the vector anchor are such windows.

@@ -1,5 +1,6 @@
 #include "VAshow.h"
 
+#include "VAcursor.h"
 #include "VAhover.h"
 #include "VAstate.h"
 #include "VAutils.h"
@@ -61,6 +62,7 @@ NSWindowRef newWindow() {
   NSWindowRef window = windows().createBorderlessWindow(frame, true);
   if (!window) return nullptr;
   windows().setOpaque(window, false);
+  windows().setCollectionBehavior(window, kAgentWindowCollectionBehavior);
   windows().setAlphaValue(window, kZoneAlpha);
   windows().setBackgroundColor(window, 0, 0);
   windows().setFilledViewAsContentView(

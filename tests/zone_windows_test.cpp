@@ -5,9 +5,11 @@
 #include <filesystem>
 #include <string>
 
+#include "VAcursor.h"
 #include "VAhover.h"
 #include "VAshow.h"
 #include "VAstate.h"
+#include "VAvector.h"
 #include "agent_session.h"
 
 namespace {
@@ -51,6 +53,20 @@ TEST_F(ZoneWindowsTest, TheWindowsCoverTheZonesShortOfTheBarAndFollowTheOffsets)
   b.deactivateHoverZones = 1;
   VAshow::showActiveZones(&b);
   EXPECT_FALSE(window("zoneUp").visible || window("zoneDown").visible);
+}
+
+// Every window of the agent's shows on every Space and beside a full-screen application.
+TEST_F(ZoneWindowsTest, EveryWindowOfTheAgentShowsOnEverySpace) {
+  Bars b = bars();
+  VAshow::showActiveZones(&b);
+  cursor_setOverlayImage(agent.session().overlayWindows().openHandCursorImage());
+  vectorAnchor_showAt(400, 500);
+  runFor(0.1);
+  const auto& windows = agent.session().overlayWindows().windows();
+  ASSERT_EQ(windows.size(), 4u);  // the zones, the hand and the anchor
+  for (const OverlayWindow& w : windows) {
+    EXPECT_EQ(w.collectionBehavior, kAgentWindowCollectionBehavior) << w.identifier;
+  }
 }
 
 // Fading the up window alone lowers only its alpha; the last step restores both alphas,

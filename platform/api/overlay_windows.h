@@ -11,6 +11,10 @@
 
 namespace port {
 
+// NSWindowCollectionBehavior: on every Space at once, and beside a full-screen window.
+inline constexpr uint64_t kNSWindowCollectionBehaviorCanJoinAllSpaces = 1 << 0;
+inline constexpr uint64_t kNSWindowCollectionBehaviorFullScreenAuxiliary = 1 << 8;
+
 struct OverlayWindow;
 using NSWindowRef = OverlayWindow*;
 struct Image;
@@ -53,6 +57,8 @@ class OverlayWindows {
   virtual void setHasShadow(NSWindowRef window, bool hasShadow) = 0;
   virtual void setLevel(NSWindowRef window, int32_t level) = 0;
   virtual void setIgnoresMouseEvents(NSWindowRef window, bool ignores) = 0;
+  // -setCollectionBehavior: with NSWindowCollectionBehavior flags.
+  virtual void setCollectionBehavior(NSWindowRef window, uint64_t behavior) = 0;
   // An NSImageView of this frame becomes the content view.
   virtual void setImageViewAsContentView(NSWindowRef window, CGRect frame) = 0;
   // The content image view's image (null shows nothing).

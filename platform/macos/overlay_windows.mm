@@ -56,6 +56,12 @@
 - (BOOL)mouseDownCanMoveWindow {
   return YES;
 }
+// The agent is never the active application: without this the first press on a zone would
+// only activate it, and the drag that moves the zone would start on the second.
+- (BOOL)acceptsFirstMouse:(NSEvent*)event {
+  (void)event;
+  return YES;
+}
 - (void)forward:(void (*)(port::NSWindowRef, port::NSEventRef))handler event:(NSEvent*)event {
   if (handler != nullptr)
     handler(reinterpret_cast<port::NSWindowRef>([self window]),
@@ -128,6 +134,9 @@ class OverlayWindows final : public port::OverlayWindows {
   void setLevel(port::NSWindowRef window, int32_t level) override { [ns(window) setLevel:level]; }
   void setIgnoresMouseEvents(port::NSWindowRef window, bool ignores) override {
     [ns(window) setIgnoresMouseEvents:ignores];
+  }
+  void setCollectionBehavior(port::NSWindowRef window, uint64_t behavior) override {
+    [ns(window) setCollectionBehavior:static_cast<NSWindowCollectionBehavior>(behavior)];
   }
   void setImageViewAsContentView(port::NSWindowRef window, port::CGRect frame) override {
     NSImageView* view = [[NSImageView alloc] initWithFrame:toNSRect(frame)];

@@ -31,6 +31,7 @@ struct OverlayWindow {
   int32_t level = 0;
   bool visible = false;
   bool ignoresMouseEvents = false;
+  uint64_t collectionBehavior = 0;
   bool hasImageView = false;
   NSImageRef image = nullptr;
   // A filled content view with an image view inside, taking the mouse when the window does.
@@ -67,6 +68,9 @@ class VirtualOverlayWindows final : public port::OverlayWindows {
   void setHasShadow(port::NSWindowRef, bool) override {}
   void setLevel(port::NSWindowRef window, int32_t level) override;
   void setIgnoresMouseEvents(port::NSWindowRef window, bool ignores) override;
+  void setCollectionBehavior(port::NSWindowRef window, uint64_t behavior) override {
+    if (window) window->collectionBehavior = behavior;
+  }
   void setImageViewAsContentView(port::NSWindowRef window, port::CGRect frame) override;
   void setContentImage(port::NSWindowRef window, port::NSImageRef image) override;
   void setFilledViewAsContentView(port::NSWindowRef window, port::CGRect frame, uint32_t,
