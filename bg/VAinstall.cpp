@@ -23,6 +23,11 @@ constexpr const char* kOldAgentQuit = "com.tarnwick.varselx_k";
 constexpr int32_t kOldAgentQuitRequest = 8;
 constexpr double kOldAgentSendTimeout = 5.0;
 constexpr uint32_t kHighSierra = 0x101300;  // login items through the shared file list
+// From macOS 13 the shared file list of login items is gone and job submission refused:
+// SMAppService registers the agent as a login item and the helper as a daemon, whose
+// property list comes with the helper in the bundle's Contents/Library/LaunchDaemons.
+constexpr uint32_t kVentura = 0x130000;
+constexpr const char* kHelperPlist = "com.tarnwick.v4s.plist";
 constexpr const char* kSystemPanes = "/Library/PreferencePanes/";
 
 constexpr const char* kAddLoginItemScript =
@@ -124,8 +129,17 @@ void VAinstall::vxsReply(const PlistDict& userInfo) {
   if (command && (*command == "i" || *command == "n")) return;
 }
 
+// The helper's daemon takes its arguments from its own property list: the command cannot be
+// given at registration. The system asks the user to allow it, without an authorization.
+bool registerHelperDaemon(std::string* error) {
+  Installation& installation = *platform().installation;
+  installation.appServiceUnregister(AppService::kDaemon, kHelperPlist, nullptr);
+  return installation.appServiceRegister(AppService::kDaemon, kHelperPlist, error);
+}
+
 bool runBlessedHelper_cmd_parm_error(const std::string& cmd, const std::string& parm,
                                      std::string* error) {
+  if (sysvers() >= kVentura) return registerHelperDaemon(error);
   Installation& installation = *platform().installation;
   AuthorizationRef authorization = nullptr;
   int32_t status = installation.authorizationCreate(kBlessRight, &authorization);
@@ -184,17 +198,27 @@ void install_removePrevVersions() {
 
 void install_setOpenAtLogin(bool on) {
   removeLoginItemNamed_forSysVers("Varsel", sysvers());
+  Installation& installation = *platform().installation;
+  if (sysvers() >= kVentura) {
+    std::string error;
+    bool done = on ? installation.appServiceRegister(AppService::kMainApp, "", &error)
+                   : installation.appServiceUnregister(AppService::kMainApp, "", nullptr);
+    if (!done && !error.empty()) log(error);
+    return;
+  }
   if (!on) return;
   std::string path = platform().application->bundlePath();
   if (sysvers() < kHighSierra) {
     runAppleScriptString(formatted(kAddLoginItemScript, path));
   } else {
-    platform().installation->loginItemsInsertAtEnd(path);
+    installation.loginItemsInsertAtEnd(path);
   }
 }
 
+// Another application's login item has no service-management call from macOS 13: System
+// Events removes it there, as before 10.13.
 void removeLoginItemNamed_forSysVers(const std::string& name, uint32_t vers) {
-  if (vers < kHighSierra) {
+  if (vers < kHighSierra || vers >= kVentura) {
     runAppleScriptString(formatted(kRemoveLoginItemScript, name));
   } else {
     removeFromLoginItemsByFileList(name);

@@ -39,6 +39,8 @@ std::vector<std::string> jobCommands(AgentSession& agent) {
   return commands;
 }
 
+// From macOS 13, where the file list is gone, System Events removes the old item by its
+// name and the agent registers itself as the application's login item.
 TEST(LoginItemTest, AppleScriptBefore1013MatchesTheNameTheFileListAfterMatchesItsStart) {
   const struct {
     port::SystemVersion system;
@@ -48,6 +50,8 @@ TEST(LoginItemTest, AppleScriptBefore1013MatchesTheNameTheFileListAfterMatchesIt
       {{10, 12, 6}, true, {"Varsel X", "Mail", "Varsel"}},
       {{10, 13, 0}, true, {"Mail", "Varsel"}},
       {{10, 13, 0}, false, {"Mail"}},
+      {{13, 0, 0}, true, {"Varsel X", "Mail", "Varsel"}},
+      {{14, 2, 0}, false, {"Varsel X", "Mail"}},
   };
   for (const auto& c : cases) {
     vsession::SessionConfig config = testing_support::twoWindowConfig();
@@ -152,6 +156,25 @@ TEST(HelperTest, RefusedAuthorizationIsLoggedAndSubmitsNothing) {
       std::find(log.begin(), log.end(), "Failed to create AuthorizationRef, return code -60006"),
       log.end());
   EXPECT_EQ(agent.session().installation().authorizationsAlive(), 0);
+}
+
+// From macOS 13 job submission is refused: the helper is registered as a daemon by its
+// property list, each time anew, with no authorization asked.
+TEST(HelperTest, FromMacOS13TheHelperIsRegisteredAsADaemon) {
+  vsession::SessionConfig config = testing_support::twoWindowConfig();
+  config.systemVersion = {13, 4, 0};
+  config.authorizationRefused = true;
+  AgentSession agent(config);
+  agent.runUntil(0.5);
+  install_addToAccessibility();
+  install_addToAccessibility();
+  std::vector<std::string> ops;
+  for (const auto& l : agent.linesOfKind("job")) {
+    EXPECT_EQ(l["label"], "com.tarnwick.v4s");
+    ops.push_back(l["op"]);
+  }
+  EXPECT_EQ(ops, (std::vector<std::string>{"register", "unregister", "register"}));
+  EXPECT_TRUE(agent.session().logLines().empty());
 }
 
 // The pane's messages: 8 checks the version and the path, 9 asks the helper for

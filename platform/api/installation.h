@@ -1,5 +1,6 @@
 // Installation services: Authorization Services and Service Management for the helper job,
-// the session login items (LSSharedFileList) and NSAppleScript.
+// the session login items (LSSharedFileList), SMAppService, which takes their place from
+// macOS 13, and NSAppleScript.
 #pragma once
 
 #include <cstdint>
@@ -20,6 +21,11 @@ struct LoginItem {
   std::string displayName;
 };
 
+// SMAppService's kinds of service: the application itself as a login item
+// (+mainAppService), or a launch daemon whose property list the bundle carries in
+// Contents/Library/LaunchDaemons (+daemonServiceWithPlistName:).
+enum class AppService { kMainApp, kDaemon };
+
 class Installation {
  public:
   virtual ~Installation() = default;
@@ -38,6 +44,13 @@ class Installation {
   virtual std::vector<LoginItem> loginItemsSnapshot() = 0;
   virtual bool loginItemsInsertAtEnd(const std::string& path) = 0;
   virtual bool loginItemsRemove(uint64_t id) = 0;
+  // SMAppService (macOS 13 and later): -registerAndReturnError: and
+  // -unregisterAndReturnError: of the service (`plistName` names a daemon's); false with the
+  // error's description on failure.
+  virtual bool appServiceRegister(AppService service, const std::string& plistName,
+                                  std::string* error) = 0;
+  virtual bool appServiceUnregister(AppService service, const std::string& plistName,
+                                    std::string* error) = 0;
   // NSAppleScript: compile and run; the result's string value, or the error's description
   // (empty when the error has none) in `error`.
   virtual std::optional<std::string> runAppleScript(const std::string& source,

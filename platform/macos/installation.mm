@@ -1,5 +1,5 @@
 // Installation services: Authorization Services and Service Management for the helper job,
-// the session login items (LSSharedFileList) and NSAppleScript.
+// the session login items (LSSharedFileList), SMAppService from macOS 13, and NSAppleScript.
 #import <Foundation/Foundation.h>
 
 #include <Carbon/Carbon.h>
@@ -50,6 +50,13 @@ class LoginItemsList {
  private:
   LSSharedFileListRef list_;
 };
+
+// The service of that kind, autoreleased.
+SMAppService* appService(port::AppService service, const std::string& plistName)
+    API_AVAILABLE(macos(13.0)) {
+  if (service == port::AppService::kMainApp) return [SMAppService mainAppService];
+  return [SMAppService daemonServiceWithPlistName:toNSString(plistName)];
+}
 
 // The login items calls are deprecated from 10.11; the agent uses them from 10.13 on, as
 // earlier systems use AppleScript instead.
@@ -118,6 +125,29 @@ class Installation final : public port::Installation {
       if (LSSharedFileListItemGetID(item) == itemId)
         return LSSharedFileListItemRemove(list.get(), item) == noErr;
     }
+    return false;
+  }
+
+  bool appServiceRegister(port::AppService service, const std::string& plistName,
+                          std::string* error) override {
+    if (@available(macOS 13.0, *)) {
+      NSError* failure = nil;
+      if ([appService(service, plistName) registerAndReturnError:&failure]) return true;
+      if (error != nullptr) *error = toString([failure localizedDescription]);
+      return false;
+    }
+    if (error != nullptr) *error = "SMAppService needs macOS 13";
+    return false;
+  }
+  bool appServiceUnregister(port::AppService service, const std::string& plistName,
+                            std::string* error) override {
+    if (@available(macOS 13.0, *)) {
+      NSError* failure = nil;
+      if ([appService(service, plistName) unregisterAndReturnError:&failure]) return true;
+      if (error != nullptr) *error = toString([failure localizedDescription]);
+      return false;
+    }
+    if (error != nullptr) *error = "SMAppService needs macOS 13";
     return false;
   }
 

@@ -75,6 +75,10 @@ bool VirtualInstallation::jobRemove(const std::string& label, AuthorizationRef a
 
 bool VirtualInstallation::jobSubmit(const PlistDict& job, AuthorizationRef authorization,
                                     std::string* error) {
+  if (appServiceEra_) {
+    if (error) *error = "The operation couldn’t be completed. (Operation not permitted)";
+    return false;
+  }
   auto field = [&job](const char* key) -> const PlistValue* {
     auto found = job.find(key);
     return found == job.end() ? nullptr : &found->second;
@@ -104,7 +108,13 @@ bool VirtualInstallation::jobSubmit(const PlistDict& job, AuthorizationRef autho
   return true;
 }
 
+std::vector<LoginItem> VirtualInstallation::loginItemsSnapshot() {
+  if (appServiceEra_) return {};
+  return items_;
+}
+
 bool VirtualInstallation::loginItemsInsertAtEnd(const std::string& path) {
+  if (appServiceEra_) return false;
   addItem(displayNameOf(path));
   traceLoginItems();
   return true;
@@ -116,6 +126,62 @@ bool VirtualInstallation::loginItemsRemove(uint64_t id) {
   if (found == items_.end()) return false;
   items_.erase(found);
   traceLoginItems();
+  return true;
+}
+
+// The main application's service is its login item, shown by the bundle's name. A daemon's
+// registration is traced as a job by its property list's name; it is known to launchd by
+// that name without ".plist".
+bool VirtualInstallation::appServiceRegister(AppService service, const std::string& plistName,
+                                             std::string* error) {
+  if (!appServiceEra_) {
+    if (error) *error = "SMAppService needs macOS 13";
+    return false;
+  }
+  if (service == AppService::kMainApp) {
+    std::string name = displayNameOf(agentBundlePath_);
+    if (std::none_of(items_.begin(), items_.end(),
+                     [&name](const LoginItem& item) { return item.displayName == name; })) {
+      addItem(name);
+      traceLoginItems();
+    }
+    return true;
+  }
+  std::string label =
+      plistName.ends_with(".plist") ? plistName.substr(0, plistName.size() - 6) : plistName;
+  jobs_[label] = {};
+  trace_.add(scheduler_.now(), "job",
+             {{"op", "register"}, {"label", label}, {"args", std::vector<std::string>{}}});
+  return true;
+}
+
+bool VirtualInstallation::appServiceUnregister(AppService service, const std::string& plistName,
+                                               std::string* error) {
+  const char* notFound = "The operation couldn’t be completed. (No such process)";
+  if (!appServiceEra_) {
+    if (error) *error = "SMAppService needs macOS 13";
+    return false;
+  }
+  if (service == AppService::kMainApp) {
+    std::string name = displayNameOf(agentBundlePath_);
+    auto found = std::find_if(items_.begin(), items_.end(),
+                              [&name](const LoginItem& item) { return item.displayName == name; });
+    if (found == items_.end()) {
+      if (error) *error = notFound;
+      return false;
+    }
+    items_.erase(found);
+    traceLoginItems();
+    return true;
+  }
+  std::string label =
+      plistName.ends_with(".plist") ? plistName.substr(0, plistName.size() - 6) : plistName;
+  if (!jobs_.erase(label)) {
+    if (error) *error = notFound;
+    return false;
+  }
+  trace_.add(scheduler_.now(), "job",
+             {{"op", "unregister"}, {"label", label}, {"args", std::vector<std::string>{}}});
   return true;
 }
 

@@ -1,7 +1,9 @@
 // What installing touches in the session: the login items (named, in order), launchd jobs
 // of the system domain submitted and removed under an authorization the administrator may
 // refuse, the two AppleScript texts the agent runs against the login items, and the
-// privileged helper tool, a peer that runs its command and posts its reply.
+// privileged helper tool, a peer that runs its command and posts its reply. From macOS 13
+// the shared file list of login items is gone and job submission refused; SMAppService
+// registers the application as a login item and a daemon by its property list.
 #pragma once
 
 #include <cstdint>
@@ -24,6 +26,11 @@ class VirtualInstallation final : public port::Installation {
 
   void setLoginItems(const std::vector<std::string>& names);
   void setAuthorizationRefused(bool refused) { refused_ = refused; }
+  // macOS 13 or later, and the agent's bundle, which its main-app service stands for.
+  void setAppServiceEra(bool appServiceEra, const std::string& agentBundlePath) {
+    appServiceEra_ = appServiceEra;
+    agentBundlePath_ = agentBundlePath;
+  }
   // How the helper's reply reaches its observers; without one the helper never answers.
   void setHelperReplyPoster(ReplyPoster poster) { postReply_ = std::move(poster); }
 
@@ -34,9 +41,13 @@ class VirtualInstallation final : public port::Installation {
                  std::string* error) override;
   bool jobSubmit(const port::PlistDict& job, port::AuthorizationRef authorization,
                  std::string* error) override;
-  std::vector<port::LoginItem> loginItemsSnapshot() override { return items_; }
+  std::vector<port::LoginItem> loginItemsSnapshot() override;
   bool loginItemsInsertAtEnd(const std::string& path) override;
   bool loginItemsRemove(uint64_t id) override;
+  bool appServiceRegister(port::AppService service, const std::string& plistName,
+                          std::string* error) override;
+  bool appServiceUnregister(port::AppService service, const std::string& plistName,
+                            std::string* error) override;
   std::optional<std::string> runAppleScript(const std::string& source,
                                             std::optional<std::string>* error) override;
 
@@ -53,6 +64,8 @@ class VirtualInstallation final : public port::Installation {
   std::vector<port::LoginItem> items_;
   uint64_t nextItem_ = 1;
   bool refused_ = false;
+  bool appServiceEra_ = false;
+  std::string agentBundlePath_;
   int alive_ = 0;
   std::map<std::string, std::vector<std::string>> jobs_;  // label → program arguments
   ReplyPoster postReply_;

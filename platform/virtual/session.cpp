@@ -100,6 +100,7 @@ VirtualSession::VirtualSession(const SessionConfig& config)
   platform_.installation = &installation_;
   installation_.setLoginItems(config.loginItems);
   installation_.setAuthorizationRefused(config.authorizationRefused);
+  installation_.setAppServiceEra(config.systemVersion.major >= 13, config.agentBundlePath);
   if (config.helperAnswers) {
     installation_.setHelperReplyPoster([this](const port::PlistDict& reply) {
       notifications_.postNotification("com.tarnwick.vxs", reply, false);

@@ -1,5 +1,6 @@
-// Declarations only, for the Linux compile check: the Service Management job calls the
-// adapter makes, written from Apple's Service Management reference. Nothing here is defined.
+// Declarations only, for the Linux compile check: the Service Management job calls and the
+// SMAppService class the adapter uses, written from Apple's Service Management reference.
+// Nothing here is defined.
 // SMJobSubmit and SMJobRemove are deprecated from 10.10; the agent submits its helper job
 // through them.
 #pragma once
@@ -20,4 +21,22 @@ Boolean SMJobRemove(CFStringRef domain, CFStringRef jobLabel, AuthorizationRef a
 
 #ifdef __cplusplus
 }
+#endif
+
+// Page: os > API_AVAILABLE, the availability annotation the SDK's headers spell with it.
+#ifndef API_AVAILABLE
+#define API_AVAILABLE(...)
+#endif
+
+#ifdef __OBJC__
+#import <Foundation/Foundation.h>
+// Page: Service Management > SMAppService (macOS 13): the main application as a login item,
+// and a launch daemon by its property list in the bundle.
+API_AVAILABLE(macos(13.0))
+@interface SMAppService : NSObject
++ (SMAppService*)mainAppService;
++ (SMAppService*)daemonServiceWithPlistName:(NSString*)plistName;
+- (BOOL)registerAndReturnError:(NSError**)error;
+- (BOOL)unregisterAndReturnError:(NSError**)error;
+@end
 #endif
