@@ -5,8 +5,10 @@
 # over each with the Cocoa and Core Foundation ownership, Unix, core, C++, nullability and
 # dead-code checkers. Syntax, types and the analyzer's paths only: nothing is linked or run,
 # and the real SDK's headers are not used. Fails on any error, warning or analyzer report.
-# Then configures the build as for macOS, which runs the bundle's CMake and writes its
-# Info.plist, and checks the keys the system reads from it.
+# Then configures the build as for macOS, ad hoc and with a signing identity, which runs the
+# bundle's CMake and writes the Info.plists of Varsel.app and of the launcher it carries, and
+# checks the keys the system reads from them, that every compile makes both slices of the
+# universal binary for the stated minimum system, and how the bundle is signed.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -67,32 +69,84 @@ if ! printf '%s\0' "${files[@]}" | xargs -0 -n 1 -P "$(nproc)" "$0" --one; then
 fi
 echo "check-macos: ${#files[@]} adapter files compile with no warning and analyze with no report"
 
-# Only configuring: the compilers are this machine's, and nothing is built.
+# Only configuring: the compilers are this machine's, and nothing is built. The SDK is named
+# rather than found, as a Mac would find it. Once ad hoc, once with a signing identity.
+configure_for_macos() {
+  local dir=$1
+  shift
+  rm -rf "$dir"
+  mkdir -p build
+  cmake -S . -B "$dir" -G Ninja -DCMAKE_SYSTEM_NAME=Darwin -DCMAKE_OSX_SYSROOT=macosx \
+    -DCMAKE_CXX_COMPILER="$(command -v clang++)" -DCMAKE_OBJCXX_COMPILER="$(command -v clang++)" \
+    -DCMAKE_INSTALL_NAME_TOOL=/bin/true "$@" >"$dir.log" 2>&1 ||
+    { cat "$dir.log"; echo "check-macos: the bundle's CMake does not configure" >&2; exit 1; }
+}
 configured=build/macos-configure
-rm -rf "$configured"
-mkdir -p build
-cmake -S . -B "$configured" -G Ninja -DCMAKE_SYSTEM_NAME=Darwin \
-  -DCMAKE_CXX_COMPILER="$(command -v clang++)" -DCMAKE_OBJCXX_COMPILER="$(command -v clang++)" \
-  -DCMAKE_INSTALL_NAME_TOOL=/bin/true >"$configured.log" 2>&1 ||
-  { cat "$configured.log"; echo "check-macos: the bundle's CMake does not configure" >&2; exit 1; }
-python3 - "$configured/platform/macos/Varsel.app/Contents/Info.plist" <<'PY'
-import plistlib, sys
-info = plistlib.load(open(sys.argv[1], "rb"))
+configure_for_macos "$configured"
+configure_for_macos "$configured-signed" \
+  -DVARSEL_SIGNING_IDENTITY="Developer ID Application: Example (ABCDE12345)"
+python3 - "$configured" "$configured-signed" platform/macos/Varsel.entitlements <<'PY'
+import plistlib, re, sys
+configured, signed, entitlements = sys.argv[1:4]
+bundle = f"{configured}/platform/macos"
+problems = []
+def expect(ok, what):
+    if not ok:
+        problems.append(what)
+
+info = plistlib.load(open(f"{bundle}/Varsel.app/Contents/Info.plist", "rb"))
 expected = {
     "CFBundleIdentifier": "com.tarnwick.varsel4b",
     "CFBundleExecutable": "Varsel",
     "CFBundlePackageType": "APPL",
     "LSUIElement": True,
 }
-wrong = {k: info.get(k) for k, v in expected.items() if info.get(k) != v}
+for k, v in expected.items():
+    expect(info.get(k) == v, f"Info.plist {k} is {info.get(k)!r}")
 schemes = [s for t in info.get("CFBundleURLTypes", []) for s in t.get("CFBundleURLSchemes", [])]
-if "varsel" not in schemes:
-    wrong["CFBundleURLSchemes"] = schemes
-for key in ("CFBundleShortVersionString", "CFBundleVersion"):
-    if not info.get(key):
-        wrong[key] = info.get(key)
-if wrong:
-    sys.exit(f"check-macos: Info.plist has wrong or missing keys: {wrong}")
-print(f"check-macos: Info.plist of Varsel.app {info['CFBundleShortVersionString']}: "
-      "identifier, faceless, varsel scheme")
+expect("varsel" in schemes, f"Info.plist URL schemes are {schemes}")
+for key in ("CFBundleShortVersionString", "CFBundleVersion", "NSAppleEventsUsageDescription"):
+    expect(bool(info.get(key)), f"Info.plist has no {key}")
+
+launcher = plistlib.load(open(f"{bundle}/Varsel Launcher.app/Contents/Info.plist", "rb"))
+expect(launcher.get("CFBundleExecutable") == "Varsel Launcher", "the launcher's executable name")
+expect(launcher.get("LSUIElement") is True, "the launcher is not faceless")
+expect(launcher.get("CFBundleIdentifier", "").startswith("com.tarnwick.varsel4b."),
+       "the launcher's identifier")
+
+# Every compile builds both slices for the deployment target the Info.plists state.
+ninja = open(f"{configured}/build.ninja").read()
+compiles = [l for l in ninja.splitlines() if l.strip().startswith("FLAGS =")]
+minimum = info.get("LSMinimumSystemVersion")
+expect(minimum == launcher.get("LSMinimumSystemVersion"), "the bundles' minimum systems differ")
+for flags in compiles:
+    for needed in ("-arch x86_64", "-arch arm64", f"-mmacosx-version-min={minimum}"):
+        expect(needed in flags, f"a compile lacks {needed}: {flags.strip()[:120]}")
+expect(len(compiles) > 0, "no compile rules found")
+
+# The launcher is signed inside the bundle before the bundle, which carries the entitlements;
+# with an identity, both get the hardened runtime.
+def signing(build_dir):
+    text = open(f"{build_dir}/build.ninja").read()
+    return [l for l in text.splitlines() if "codesign" in l]
+rules = signing(configured)
+expect(len(rules) == 1, "the signing step is not one rule")
+if rules:
+    steps = [p for p in rules[0].split("&&") if "codesign" in p]
+    expect(len(steps) == 2 and "MacOS/Varsel Launcher.app" in steps[0] and "Varsel.entitlements" in steps[1],
+           "the launcher is not signed before the bundle with its entitlements")
+    expect(all("--sign -" in p for p in steps), "an ad-hoc build is not signed ad hoc")
+signed_rules = signing(signed)
+expect(bool(signed_rules) and signed_rules[0].count("--options runtime") == 2
+       and "Developer ID Application: Example (ABCDE12345)" in signed_rules[0],
+       "a signing identity does not sign both with the hardened runtime")
+granted = plistlib.load(open(entitlements, "rb"))
+expect(granted.get("com.apple.security.automation.apple-events") is True,
+       "the entitlements do not allow sending Apple events")
+
+if problems:
+    sys.exit("check-macos: the bundle's build is wrong:\n  " + "\n  ".join(problems))
+print(f"check-macos: Varsel.app {info['CFBundleShortVersionString']}: identifier, faceless, "
+      f"varsel scheme, x86_64 and arm64 from macOS {minimum}, the launcher inside, signed "
+      "ad hoc or with the hardened runtime and the Apple-events entitlement")
 PY
