@@ -32,3 +32,29 @@ class Relaxed {
  private:
   std::atomic<T> value_;
 };
+
+// A pointer to something one thread makes and others then use, published once it is ready:
+// the store releases and each load acquires, so a reader that sees the pointer sees what was
+// done to the object before it was stored.
+template <class T>
+class Published {
+  static_assert(std::atomic<T*>::is_always_lock_free, "a lock would be taken on the hot path");
+
+ public:
+  constexpr Published(T* value = nullptr) : value_(value) {}
+  Published(const Published& other) : value_(other.load()) {}
+  Published& operator=(const Published& other) {
+    store(other.load());
+    return *this;
+  }
+  Published& operator=(T* value) {
+    store(value);
+    return *this;
+  }
+  operator T*() const { return load(); }
+  T* load() const { return value_.load(std::memory_order_acquire); }
+  void store(T* value) { value_.store(value, std::memory_order_release); }
+
+ private:
+  std::atomic<T*> value_;
+};

@@ -157,13 +157,17 @@ constexpr double kCursorWatchInterval = 0.1;
 constexpr double kCursorWatchRest = 1.1;  // as long as the run timer waits to call it rest
 
 void cursorWatchStep() {
+  if (!prefs_hoverEngineOn()) {
+    s.sWatchingCursor = false;
+    return;
+  }
   cursor_noteSystemCursor();
   CGPoint p = platform().cocoa->mouseLocation();
   double now = utils_now();
   if (p.x != s.sWatchedPoint.x || p.y != s.sWatchedPoint.y) {
     s.sWatchedPoint = p;
     s.sWatchedPointSince = now;
-  } else if (now - s.sWatchedPointSince >= kCursorWatchRest || !prefs_hoverEngineOn()) {
+  } else if (now - s.sWatchedPointSince >= kCursorWatchRest) {
     s.sWatchingCursor = false;
     return;
   }

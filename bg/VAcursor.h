@@ -32,8 +32,8 @@ bool isHandCursorCurrent();
 // Main thread: looks at the system cursor now and keeps the answer for isHandCursorCurrent.
 void cursor_noteSystemCursor();
 // Main thread, from the run timer's passes while hover scrolling is on: looks at the system
-// cursor now and then every 100 ms while the pointer moves, so the answer is never older
-// than that when a click asks; stops once the pointer has rested for 1.1 s.
+// cursor now and then every 100 ms while the pointer moves, so the answer a click finds is
+// about that fresh; stops once the pointer has rested for 1.1 s or hover scrolling is off.
 void cursor_watchSystemCursor();
 // Any thread: asks the main thread to look at the system cursor.
 void cursor_noteSystemCursorSoon();

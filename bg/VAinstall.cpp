@@ -130,11 +130,34 @@ void VAinstall::vxsReply(const PlistDict& userInfo) {
 }
 
 // The helper's daemon takes its arguments from its own property list: the command cannot be
-// given at registration. The system asks the user to allow it, without an authorization.
+// given at registration. Registered once: the user allows it in Login Items, where the agent
+// sends the user while that is pending; registering it again would ask anew.
 bool registerHelperDaemon(std::string* error) {
   Installation& installation = *platform().installation;
-  installation.appServiceUnregister(AppService::kDaemon, kHelperPlist, nullptr);
-  return installation.appServiceRegister(AppService::kDaemon, kHelperPlist, error);
+  switch (installation.appServiceStatus(AppService::kDaemon, kHelperPlist)) {
+    case AppServiceStatus::kEnabled:
+      return true;
+    case AppServiceStatus::kRequiresApproval:
+      installation.openSystemSettingsLoginItems();
+      return true;
+    default:
+      return installation.appServiceRegister(AppService::kDaemon, kHelperPlist, error);
+  }
+}
+
+// The agent as the application's own login item, registered or unregistered only when that
+// changes something. Older items of the product are left to the removal of earlier
+// versions: asking System Events each time would ask the user to allow it.
+void setMainAppLoginItem(bool on) {
+  Installation& installation = *platform().installation;
+  AppServiceStatus status = installation.appServiceStatus(AppService::kMainApp, "");
+  bool registered =
+      status == AppServiceStatus::kEnabled || status == AppServiceStatus::kRequiresApproval;
+  if (on == registered) return;
+  std::string error;
+  bool done = on ? installation.appServiceRegister(AppService::kMainApp, "", &error)
+                 : installation.appServiceUnregister(AppService::kMainApp, "", &error);
+  if (!done && !error.empty()) log(error);
 }
 
 bool runBlessedHelper_cmd_parm_error(const std::string& cmd, const std::string& parm,
@@ -197,21 +220,17 @@ void install_removePrevVersions() {
 }
 
 void install_setOpenAtLogin(bool on) {
-  removeLoginItemNamed_forSysVers("Varsel", sysvers());
-  Installation& installation = *platform().installation;
   if (sysvers() >= kVentura) {
-    std::string error;
-    bool done = on ? installation.appServiceRegister(AppService::kMainApp, "", &error)
-                   : installation.appServiceUnregister(AppService::kMainApp, "", nullptr);
-    if (!done && !error.empty()) log(error);
+    setMainAppLoginItem(on);
     return;
   }
+  removeLoginItemNamed_forSysVers("Varsel", sysvers());
   if (!on) return;
   std::string path = platform().application->bundlePath();
   if (sysvers() < kHighSierra) {
     runAppleScriptString(formatted(kAddLoginItemScript, path));
   } else {
-    installation.loginItemsInsertAtEnd(path);
+    platform().installation->loginItemsInsertAtEnd(path);
   }
 }
 

@@ -39,7 +39,7 @@ struct VAtapMgrStatics {
   VAtapMgr* selfObject = nullptr;
   // Stored by the event thread as it starts, read by any thread that posts to it: null
   // until then, which the run-loop calls take as no loop.
-  Relaxed<port::CFRunLoopRef> sEventThreadRunLoop = nullptr;
+  Published<port::RunLoop> sEventThreadRunLoop = nullptr;
   port::CFMachPortRef sTap = nullptr;
   port::CFRunLoopSourceRef sEventSrc = nullptr;
   port::CFMachPortRef sTapMMoved = nullptr;

@@ -119,11 +119,14 @@ namespace {
 // event taps' own timeout, so the system never disables the key tap over a hung application.
 constexpr float kMessagingTimeout = 0.25f;
 
+// Set again until it takes: without the permission the system refuses it, and the agent
+// makes the element before the permission comes.
 AXUIElementRef systemWide() {
-  if (!s.systemWideElement) {
-    Accessibility& ax = *platform().accessibility;
-    s.systemWideElement = ax.createSystemWide();
-    if (s.systemWideElement) ax.setMessagingTimeout(s.systemWideElement, kMessagingTimeout);
+  Accessibility& ax = *platform().accessibility;
+  if (!s.systemWideElement) s.systemWideElement = ax.createSystemWide();
+  if (s.systemWideElement && !s.messagingTimeoutSet) {
+    s.messagingTimeoutSet =
+        ax.setMessagingTimeout(s.systemWideElement, kMessagingTimeout) == kAXErrorSuccess;
   }
   return s.systemWideElement;
 }

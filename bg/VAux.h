@@ -90,6 +90,7 @@ void limit_rectPtr_toRectPtr_alongVerticalAxis(IRect* rect, const IRect* limit, 
 
 struct VAuxStatics {
   port::AXUIElementRef systemWideElement = nullptr;
+  bool messagingTimeoutSet = false;  // refused while the permission is missing
   // Owned here until the next question about the cursor replaces it, so that it outlives
   // the pool of the pass that found it.
   port::AXUIElementRef cursorElement = nullptr;

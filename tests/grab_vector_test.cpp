@@ -308,6 +308,10 @@ TEST_F(ScrollModeTest, TheHandCursorIsToldByItsHotSpot) {
   link.frame = {{100, 100}, {800, 600}};
   link.handCursor = true;
   agent.session().world().windows[0].ui = {link};
+  // AppKit's answer is held against AppKit's own hand cursors, wherever it puts their hot
+  // spot.
+  agent.session().windowServer().appKitHandHotSpot = {5, 1};
+  VAcursor_statics().sHandHotSpots.clear();  // read again from AppKit
   for (bool framebuffer : {true, false}) {
     agent.session().windowServer().failFramebuffer = !framebuffer;
     agent.input().moveTo({50, 50});

@@ -27,31 +27,39 @@ PlistDict valued(const char* v) {
 }
 
 // While the agent is not the active application, each observer gets what its suspension
-// behaviour says; the rest comes when the agent activates. A notification posted for
-// immediate delivery reaches every observer at once.
+// behaviour says; what is held comes, in posting order, when the agent activates, or first
+// when something is delivered to the agent at once.
 TEST(SuspendedDelivery, EachObserverOfAnInactiveAgentGetsWhatItsBehaviourSays) {
+  using B = NotificationSuspensionBehavior;
   const struct {
-    NotificationSuspensionBehavior behavior;
-    std::vector<std::string> atOnce, afterActivation;
+    B behavior;
+    std::vector<std::string> whileInactive, onActivation, onImmediatePost;
   } cases[] = {
-      {NotificationSuspensionBehavior::kDrop, {"now"}, {"now"}},
-      {NotificationSuspensionBehavior::kCoalesce, {"now"}, {"now", "b"}},
-      {NotificationSuspensionBehavior::kHold, {"now"}, {"now", "a", "b"}},
-      {NotificationSuspensionBehavior::kDeliverImmediately, {"a", "b", "now"}, {"a", "b", "now"}},
+      {B::kDrop, {}, {}, {"now"}},
+      {B::kCoalesce, {}, {"b"}, {"b", "now"}},
+      {B::kHold, {}, {"a", "b"}, {"a", "b", "now"}},
+      {B::kDeliverImmediately, {"a", "b"}, {"a", "b"}, {"a", "b", "now"}},
   };
   for (const auto& c : cases) {
-    AgentSession agent(testing_support::twoWindowConfig(), false);
-    Notifications& centre = *platform().notifications;
-    std::vector<std::string> heard;
-    centre.addObserver(&heard, "com.example.n", collect, c.behavior);
-    centre.postNotification("com.example.n", valued("a"), false);
-    centre.postNotification("com.example.n", valued("b"), false);
-    centre.postNotification("com.example.n", valued("now"), true);
-    agent.runUntil(1);
-    EXPECT_EQ(heard, c.atOnce) << static_cast<int>(c.behavior);
-    platform().application->activateIgnoringOtherApps(true);
-    agent.runUntil(2);
-    EXPECT_EQ(heard, c.afterActivation) << static_cast<int>(c.behavior);
+    for (bool activate : {true, false}) {
+      AgentSession agent(testing_support::twoWindowConfig(), false);
+      Notifications& centre = *platform().notifications;
+      std::vector<std::string> heard;
+      centre.addObserver(&heard, "com.example.n", collect, c.behavior);
+      centre.postNotification("com.example.n", valued("a"), false);
+      centre.postNotification("com.example.n", valued("b"), false);
+      agent.runUntil(1);
+      EXPECT_EQ(heard, c.whileInactive) << static_cast<int>(c.behavior);
+      if (activate) {
+        platform().application->activateIgnoringOtherApps(true);
+        agent.runUntil(2);
+        EXPECT_EQ(heard, c.onActivation) << static_cast<int>(c.behavior);
+      } else {
+        centre.postNotification("com.example.n", valued("now"), true);
+        agent.runUntil(2);
+        EXPECT_EQ(heard, c.onImmediatePost) << static_cast<int>(c.behavior);
+      }
+    }
   }
 }
 
@@ -82,6 +90,9 @@ TEST(RunLoopsPort, NullLoopsAndTimersAreTolerated) {
   EXPECT_FALSE(loops.containsTimer(nullptr, timer, RunLoopMode::kDefault));
   EXPECT_FALSE(loops.containsTimer(loops.getMain(), nullptr, RunLoopMode::kDefault));
   EXPECT_FALSE(loops.timerIsValid(nullptr));
+  loops.timerSetNextFireDate(nullptr, 5);
+  EXPECT_EQ(loops.timerGetNextFireDate(nullptr), 0);
+  EXPECT_EQ(loops.timerGetInterval(nullptr), 0);
   loops.timerInvalidate(nullptr);
   loops.timerInvalidate(timer);
   agent.runUntil(2);
@@ -91,12 +102,19 @@ TEST(RunLoopsPort, NullLoopsAndTimersAreTolerated) {
 // An application that hangs under the cursor may hold the main thread, and the key tap on
 // it, only briefly: the agent bounds every accessibility call far below the system's 6 s and
 // below the event taps' own timeout of about a second.
+// Also when the permission comes after the agent started, when the system refused the
+// setting until then.
 TEST(AccessibilityTimeout, TheAgentBoundsEveryCallToAnApplication) {
-  AgentSession agent;
-  agent.runUntil(1);
-  float timeout = agent.session().accessibility().messagingTimeout();
-  EXPECT_GT(timeout, 0);
-  EXPECT_LT(timeout, 0.5);
+  for (bool grantedAtStart : {true, false}) {
+    vsession::SessionConfig config = testing_support::twoWindowConfig();
+    config.accessibilityTrusted = grantedAtStart;
+    if (!grantedAtStart) config.accessibilityGrantedAt = 3.5;
+    AgentSession agent(config);
+    agent.runUntil(6);
+    float timeout = agent.session().accessibility().messagingTimeout();
+    EXPECT_GT(timeout, 0) << grantedAtStart;
+    EXPECT_LT(timeout, 0.5) << grantedAtStart;
+  }
 }
 
 }  // namespace

@@ -25,6 +25,13 @@ struct LoginItem {
 // (+mainAppService), or a launch daemon whose property list the bundle carries in
 // Contents/Library/LaunchDaemons (+daemonServiceWithPlistName:).
 enum class AppService { kMainApp, kDaemon };
+// SMAppServiceStatus.
+enum class AppServiceStatus : int {
+  kNotRegistered = 0,
+  kEnabled = 1,
+  kRequiresApproval = 2,  // registered; the user has yet to allow it in Login Items
+  kNotFound = 3,
+};
 
 class Installation {
  public:
@@ -51,6 +58,9 @@ class Installation {
                                   std::string* error) = 0;
   virtual bool appServiceUnregister(AppService service, const std::string& plistName,
                                     std::string* error) = 0;
+  virtual AppServiceStatus appServiceStatus(AppService service, const std::string& plistName) = 0;
+  // +[SMAppService openSystemSettingsLoginItems]: where the user allows a registered service.
+  virtual void openSystemSettingsLoginItems() = 0;
   // NSAppleScript: compile and run; the result's string value, or the error's description
   // (empty when the error has none) in `error`.
   virtual std::optional<std::string> runAppleScript(const std::string& source,

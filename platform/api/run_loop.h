@@ -36,8 +36,8 @@ class Clock {
 };
 
 // CFRunLoop and CFRunLoopTimer. A null loop or timer (one that could not be made, or another
-// thread's loop not stored yet) is tolerated everywhere: adding, performing, waking and
-// invalidating do nothing, and the questions answer no.
+// thread's loop not stored yet) is tolerated everywhere: adding, performing, waking, moving
+// and invalidating do nothing, the questions answer no and the dates and intervals 0.
 class RunLoops {
  public:
   virtual ~RunLoops() = default;

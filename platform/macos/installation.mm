@@ -151,6 +151,17 @@ class Installation final : public port::Installation {
     return false;
   }
 
+  port::AppServiceStatus appServiceStatus(port::AppService service,
+                                          const std::string& plistName) override {
+    if (@available(macOS 13.0, *)) {
+      return static_cast<port::AppServiceStatus>([appService(service, plistName) status]);
+    }
+    return port::AppServiceStatus::kNotFound;
+  }
+  void openSystemSettingsLoginItems() override {
+    if (@available(macOS 13.0, *)) [SMAppService openSystemSettingsLoginItems];
+  }
+
   std::optional<std::string> runAppleScript(const std::string& source,
                                             std::optional<std::string>* error) override {
     NSAppleScript* script = [[NSAppleScript alloc] initWithSource:toNSString(source)];

@@ -123,13 +123,13 @@ class RunLoops final : public port::RunLoops {
     return reinterpret_cast<port::CFRunLoopTimerRef>(timer);
   }
   void timerSetNextFireDate(port::CFRunLoopTimerRef timer, port::CFAbsoluteTime fireDate) override {
-    CFRunLoopTimerSetNextFireDate(cf(timer), fireDate);
+    if (timer != nullptr) CFRunLoopTimerSetNextFireDate(cf(timer), fireDate);
   }
   port::CFAbsoluteTime timerGetNextFireDate(port::CFRunLoopTimerRef timer) override {
-    return CFRunLoopTimerGetNextFireDate(cf(timer));
+    return timer != nullptr ? CFRunLoopTimerGetNextFireDate(cf(timer)) : 0;
   }
   port::CFTimeInterval timerGetInterval(port::CFRunLoopTimerRef timer) override {
-    return CFRunLoopTimerGetInterval(cf(timer));
+    return timer != nullptr ? CFRunLoopTimerGetInterval(cf(timer)) : 0;
   }
   void timerInvalidate(port::CFRunLoopTimerRef timer) override {
     if (timer == nullptr) return;

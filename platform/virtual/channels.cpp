@@ -13,7 +13,7 @@ using namespace port;
 void VirtualNotifications::addObserver(void* observer, const std::string& name,
                                        NotificationCallBack callback,
                                        NotificationSuspensionBehavior behavior) {
-  observers_.push_back({observer, name, callback, behavior, {}});
+  observers_.push_back({observer, name, callback, behavior});
 }
 
 void VirtualNotifications::deliver(const Observer& o, Posted posted) {
@@ -35,26 +35,31 @@ void VirtualNotifications::postNotification(const std::string& name, const Plist
   auto [first, last] = peers_.equal_range(name);
   for (auto peer = first; peer != last; ++peer) peer->second(userInfo);
   auto posted = std::make_shared<const std::pair<std::string, PlistDict>>(name, userInfo);
-  for (Observer& o : observers_) {
+  for (size_t i = 0; i < observers_.size(); ++i) {
+    const Observer& o = observers_[i];
     if (o.name != name) continue;
     if (deliverImmediately || agentActive_ ||
         o.behavior == NotificationSuspensionBehavior::kDeliverImmediately) {
+      flushHeld();
       deliver(o, posted);
     } else if (o.behavior == NotificationSuspensionBehavior::kHold) {
-      o.held.push_back(posted);
+      held_.emplace_back(i, posted);
     } else if (o.behavior == NotificationSuspensionBehavior::kCoalesce) {
-      o.held = {posted};
+      std::erase_if(held_, [i](const auto& h) { return h.first == i; });
+      held_.emplace_back(i, posted);
     }
   }
 }
 
+void VirtualNotifications::flushHeld() {
+  std::vector<std::pair<size_t, Posted>> held;
+  held.swap(held_);
+  for (auto& [index, posted] : held) deliver(observers_[index], std::move(posted));
+}
+
 void VirtualNotifications::setAgentActive(bool active) {
   agentActive_ = active;
-  if (!active) return;
-  for (Observer& o : observers_) {
-    for (Posted& posted : o.held) deliver(o, std::move(posted));
-    o.held.clear();
-  }
+  if (active) flushHeld();
 }
 
 void VirtualNotifications::listen(const std::string& name, PeerListener listener) {

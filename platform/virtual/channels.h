@@ -36,7 +36,9 @@ namespace vsession {
 // deliveries are suspended while it is not the active application, which a faceless agent
 // never is unless it activates itself: each observer's suspension behaviour then drops,
 // coalesces or holds what comes, or takes it at once, and a notification posted for
-// immediate delivery reaches it all the same. Held ones come when the agent activates.
+// immediate delivery reaches it all the same. Held ones come, in the order they were
+// posted, when the agent activates or, as documented, first whenever something is
+// delivered to it at once.
 class VirtualNotifications final : public port::Notifications {
  public:
   using PeerListener = std::function<void(const port::PlistDict& userInfo)>;
@@ -58,13 +60,14 @@ class VirtualNotifications final : public port::Notifications {
     std::string name;
     port::NotificationCallBack callback;
     port::NotificationSuspensionBehavior behavior;
-    std::vector<Posted> held;
   };
   void deliver(const Observer& o, Posted posted);
+  void flushHeld();
 
   Scheduler& scheduler_;
   Trace& trace_;
   std::vector<Observer> observers_;
+  std::vector<std::pair<size_t, Posted>> held_;  // observer index, in posting order
   std::multimap<std::string, PeerListener> peers_;
   bool agentActive_ = false;
 };

@@ -62,12 +62,12 @@ bool VirtualWindowServer::readFramebufferCursor(uint32_t displayID, CursorShape*
 }
 
 bool VirtualWindowServer::currentSystemCursor(CursorShape* cursor) {
-  *cursor = handShown_ ? kHandCursor : kArrowCursor;
+  *cursor = handShown_ ? CursorShape{kHandCursor.size, appKitHandHotSpot} : kArrowCursor;
   return true;
 }
 
 std::vector<CGPoint> VirtualWindowServer::handCursorHotSpots() {
-  return {kHandCursor.hotSpot, kHandCursor.hotSpot, kHandCursor.hotSpot};
+  return {appKitHandHotSpot, appKitHandHotSpot, appKitHandHotSpot};
 }
 
 void VirtualWindowServer::cursorMoved() {

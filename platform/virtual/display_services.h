@@ -35,6 +35,8 @@ class VirtualWindowServer final : public port::WindowServer {
   // The framebuffer cannot be opened, as on Apple silicon, where displays have no framebuffer
   // service; AppKit still tells the current cursor.
   bool failFramebuffer = false;
+  // Where AppKit's hand cursors have their hot spot, as it reports them.
+  port::CGPoint appKitHandHotSpot{13, 8};
 
  private:
   World& world_;

@@ -185,6 +185,20 @@ bool VirtualInstallation::appServiceUnregister(AppService service, const std::st
   return true;
 }
 
+AppServiceStatus VirtualInstallation::appServiceStatus(AppService service,
+                                                       const std::string& plistName) {
+  if (!appServiceEra_) return AppServiceStatus::kNotFound;
+  bool registered = false;
+  if (service == AppService::kMainApp) {
+    std::string name = displayNameOf(agentBundlePath_);
+    registered = std::any_of(items_.begin(), items_.end(),
+                             [&name](const LoginItem& item) { return item.displayName == name; });
+  } else {
+    registered = jobs_.count(plistName.substr(0, plistName.rfind(".plist"))) != 0;
+  }
+  return registered ? AppServiceStatus::kEnabled : AppServiceStatus::kNotRegistered;
+}
+
 // System Events understands the two scripts the agent runs; anything else fails to compile.
 std::optional<std::string> VirtualInstallation::runAppleScript(const std::string& source,
                                                                std::optional<std::string>* error) {
@@ -195,6 +209,7 @@ std::optional<std::string> VirtualInstallation::runAppleScript(const std::string
       "\ttell application \"System Events\"\nrepeat 2 times\n\t    if login item named "
       "\"(.*)\" exists then\n\t\tdelete login item named \"(.*)\"\n\t    end if\n\tend "
       "repeat\nend tell\n");
+  ++scriptsRun_;
   std::smatch m;
   if (std::regex_match(source, m, kAdd)) {
     addItem(displayNameOf(m[1]));

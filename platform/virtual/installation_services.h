@@ -48,10 +48,16 @@ class VirtualInstallation final : public port::Installation {
                           std::string* error) override;
   bool appServiceUnregister(port::AppService service, const std::string& plistName,
                             std::string* error) override;
+  // Registered is allowed at once: the user's approval in Login Items is not modelled.
+  port::AppServiceStatus appServiceStatus(port::AppService service,
+                                          const std::string& plistName) override;
+  void openSystemSettingsLoginItems() override {}
   std::optional<std::string> runAppleScript(const std::string& source,
                                             std::optional<std::string>* error) override;
 
   std::vector<std::string> loginItemNames() const;
+  // AppleScript texts run, each one an Apple event to System Events that the user must allow.
+  int scriptsRun() const { return scriptsRun_; }
   const std::map<std::string, std::vector<std::string>>& jobs() const { return jobs_; }
   int authorizationsAlive() const { return alive_; }
 
@@ -65,6 +71,7 @@ class VirtualInstallation final : public port::Installation {
   uint64_t nextItem_ = 1;
   bool refused_ = false;
   bool appServiceEra_ = false;
+  int scriptsRun_ = 0;
   std::string agentBundlePath_;
   int alive_ = 0;
   std::map<std::string, std::vector<std::string>> jobs_;  // label → program arguments

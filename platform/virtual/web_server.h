@@ -16,7 +16,7 @@ struct WebAnswer {
   std::string body;
   std::string contentType = "application/xml";
   double delaySeconds = 0;  // real seconds before the answer
-  bool closeEarly = false;  // the connection closes with no answer at all
+  bool closeEarly = false;  // the connection closes in the middle of the answer
 };
 
 class LoopbackWebServer {

@@ -3,6 +3,9 @@
 // agent that started it to end, opens the agent's bundle again, and ends.
 #import <AppKit/AppKit.h>
 
+#include <errno.h>
+#include <signal.h>
+
 namespace {
 
 // The agent quits right after starting the launcher; past this it is taken to be stuck, and
@@ -18,27 +21,32 @@ NSURL* agentBundle() {
   return [[NSURL fileURLWithPath:agent] URLByStandardizingPath];
 }
 
-bool agentRunning(NSURL* agent) {
+// The agent's process, found by its bundle; 0 when none runs.
+pid_t agentProcess(NSURL* agent) {
   for (NSRunningApplication* app in [[NSWorkspace sharedWorkspace] runningApplications]) {
-    if (![app isTerminated] && [[[app bundleURL] URLByStandardizingPath] isEqual:agent])
-      return true;
+    if ([[[app bundleURL] URLByStandardizingPath] isEqual:agent]) return [app processIdentifier];
   }
-  return false;
+  return 0;
+}
+
+// Whether the process still exists: signal 0 checks without sending anything.
+bool alive(pid_t pid) {
+  return kill(pid, 0) == 0 || errno != ESRCH;
 }
 
 }  // namespace
 
 int main() {
   NSAutoreleasePool* pool = [[NSAutoreleasePool alloc] init];
-  // The application object must exist for the workspace to report what runs; it never shows.
-  [NSApplication sharedApplication];
   NSURL* agent = agentBundle();
   int status = 1;
   if (agent != nil) {
+    // Found once, then watched by its process id: the list of running applications is only
+    // brought up to date as a run loop turns, and this one has nothing else to turn for.
+    pid_t pid = agentProcess(agent);
     NSDate* deadline = [NSDate dateWithTimeIntervalSinceNow:kWaitForTheAgent];
-    // The list of running applications is brought up to date as the run loop turns.
-    while (agentRunning(agent) && [deadline timeIntervalSinceNow] > 0) {
-      [[NSRunLoop currentRunLoop] runUntilDate:[NSDate dateWithTimeIntervalSinceNow:0.1]];
+    while (pid != 0 && alive(pid) && [deadline timeIntervalSinceNow] > 0) {
+      [NSThread sleepForTimeInterval:0.1];
     }
     status = [[NSWorkspace sharedWorkspace] openURL:agent] ? 0 : 1;
   }

@@ -31,10 +31,18 @@ Boolean SMJobRemove(CFStringRef domain, CFStringRef jobLabel, AuthorizationRef a
 #ifdef __OBJC__
 #import <Foundation/Foundation.h>
 // Page: Service Management > SMAppService (macOS 13): the main application as a login item,
-// and a launch daemon by its property list in the bundle.
+// and a launch daemon by its property list in the bundle; the status of either.
+typedef NS_ENUM(NSInteger, SMAppServiceStatus) {
+  SMAppServiceStatusNotRegistered = 0,
+  SMAppServiceStatusEnabled = 1,
+  SMAppServiceStatusRequiresApproval = 2,
+  SMAppServiceStatusNotFound = 3,
+} API_AVAILABLE(macos(13.0));
 API_AVAILABLE(macos(13.0))
 @interface SMAppService : NSObject
 + (SMAppService*)mainAppService;
++ (void)openSystemSettingsLoginItems;
+- (SMAppServiceStatus)status;
 + (SMAppService*)daemonServiceWithPlistName:(NSString*)plistName;
 - (BOOL)registerAndReturnError:(NSError**)error;
 - (BOOL)unregisterAndReturnError:(NSError**)error;
