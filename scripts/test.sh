@@ -2,9 +2,10 @@
 # Installs what is missing and compile-checks and analyzes the macOS adapter, then builds
 # and runs the whole test suite twice: a plain Release build with GCC and libstdc++, and a
 # build with clang 16 and LLVM's libc++ 16 (the C++ library of Apple's toolchains) under the
-# address and undefined-behaviour sanitizers, which also makes the libFuzzer targets.
-# Warnings are errors in both. Last, the libFuzzer targets run briefly from the shared test
-# data (and for the whole agent, the scenarios and its past findings) as their seeds.
+# address and undefined-behaviour sanitizers. Warnings are errors in both. Last, the
+# libFuzzer targets, built apart with clang and libstdc++ (Debian's libFuzzer is built
+# against it), run briefly from the shared test data (and for the whole agent, the scenarios
+# and its past findings) as their seeds.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/setup.sh
@@ -18,7 +19,7 @@ for variant in plain sanitize; do
     configure=(-DCMAKE_BUILD_TYPE=Release)
   else
     configure=(-DCMAKE_C_COMPILER=clang-16 -DCMAKE_CXX_COMPILER=clang++-16 -DVARSEL_LIBCXX=ON
-               -DVARSEL_SANITIZE=ON -DVARSEL_FUZZ=ON)
+               -DVARSEL_SANITIZE=ON)
   fi
   cmake -S . -B "$dir" -G Ninja -DVARSEL_WERROR=ON "${configure[@]}" >/dev/null
   cmake --build "$dir" -j "$jobs"
@@ -28,7 +29,9 @@ for variant in plain sanitize; do
 done
 
 echo "== fuzz targets (seeded from the shared test data, the scenarios and past findings) =="
-fuzz=build/sanitize
+fuzz=build/fuzz
+CC=clang CXX=clang++ cmake -S . -B "$fuzz" -G Ninja -DVARSEL_FUZZ=ON >/dev/null
+cmake --build "$fuzz" -j "$jobs"
 seeds=../shared/testdata
 shared_seeds=("$seeds/keyed-archives" "$seeds/plists/valid" "$seeds/plists/malformed" "$seeds/plists/fuzz-crashes")
 for target in archive_fuzz domain_fuzz offsets_fuzz url_fuzz version_fuzz pane_fuzz agent_fuzz; do
