@@ -58,6 +58,22 @@ SMAppService* appService(port::AppService service, const std::string& plistName)
   return [SMAppService daemonServiceWithPlistName:toNSString(plistName)];
 }
 
+// -registerAndReturnError: or -unregisterAndReturnError:; false with the error's description.
+bool changeAppService(port::AppService service, const std::string& plistName, bool registering,
+                      std::string* error) {
+  if (@available(macOS 13.0, *)) {
+    SMAppService* target = appService(service, plistName);
+    NSError* failure = nil;
+    if (registering ? [target registerAndReturnError:&failure]
+                    : [target unregisterAndReturnError:&failure])
+      return true;
+    if (error != nullptr) *error = toString([failure localizedDescription]);
+    return false;
+  }
+  if (error != nullptr) *error = "SMAppService needs macOS 13";
+  return false;
+}
+
 // The login items calls are deprecated from 10.11; the agent uses them from 10.13 on, as
 // earlier systems use AppleScript instead.
 class Installation final : public port::Installation {
@@ -130,25 +146,11 @@ class Installation final : public port::Installation {
 
   bool appServiceRegister(port::AppService service, const std::string& plistName,
                           std::string* error) override {
-    if (@available(macOS 13.0, *)) {
-      NSError* failure = nil;
-      if ([appService(service, plistName) registerAndReturnError:&failure]) return true;
-      if (error != nullptr) *error = toString([failure localizedDescription]);
-      return false;
-    }
-    if (error != nullptr) *error = "SMAppService needs macOS 13";
-    return false;
+    return changeAppService(service, plistName, true, error);
   }
   bool appServiceUnregister(port::AppService service, const std::string& plistName,
                             std::string* error) override {
-    if (@available(macOS 13.0, *)) {
-      NSError* failure = nil;
-      if ([appService(service, plistName) unregisterAndReturnError:&failure]) return true;
-      if (error != nullptr) *error = toString([failure localizedDescription]);
-      return false;
-    }
-    if (error != nullptr) *error = "SMAppService needs macOS 13";
-    return false;
+    return changeAppService(service, plistName, false, error);
   }
 
   port::AppServiceStatus appServiceStatus(port::AppService service,

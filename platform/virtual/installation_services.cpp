@@ -12,11 +12,18 @@ namespace {
 constexpr int32_t errAuthorizationCanceled = -60006;
 constexpr const char* kHelperLabel = "com.tarnwick.v4s";
 
+constexpr const char* kNoSuchJob = "The operation couldn’t be completed. (No such process)";
+
 // A login item shows the application's name: its bundle's folder name without ".app".
 std::string displayNameOf(const std::string& path) {
   std::string name = path.substr(path.find_last_of('/') + 1);
   if (name.ends_with(".app")) name.resize(name.size() - 4);
   return name;
+}
+
+// launchd knows a daemon by its property list's name without ".plist".
+std::string daemonLabel(const std::string& plistName) {
+  return plistName.ends_with(".plist") ? plistName.substr(0, plistName.size() - 6) : plistName;
 }
 }  // namespace
 
@@ -64,7 +71,7 @@ bool VirtualInstallation::jobRemove(const std::string& label, AuthorizationRef a
                                     std::string* error) {
   auto found = jobs_.find(label);
   if (!authorization || found == jobs_.end()) {
-    if (error) *error = "The operation couldn’t be completed. (No such process)";
+    if (error) *error = kNoSuchJob;
     return false;
   }
   trace_.add(scheduler_.now(), "job",
@@ -129,9 +136,14 @@ bool VirtualInstallation::loginItemsRemove(uint64_t id) {
   return true;
 }
 
+std::vector<LoginItem>::iterator VirtualInstallation::agentItem() {
+  std::string name = displayNameOf(agentBundlePath_);
+  return std::find_if(items_.begin(), items_.end(),
+                      [&name](const LoginItem& item) { return item.displayName == name; });
+}
+
 // The main application's service is its login item, shown by the bundle's name. A daemon's
-// registration is traced as a job by its property list's name; it is known to launchd by
-// that name without ".plist".
+// registration is traced as a job by its label.
 bool VirtualInstallation::appServiceRegister(AppService service, const std::string& plistName,
                                              std::string* error) {
   if (!appServiceEra_) {
@@ -139,16 +151,13 @@ bool VirtualInstallation::appServiceRegister(AppService service, const std::stri
     return false;
   }
   if (service == AppService::kMainApp) {
-    std::string name = displayNameOf(agentBundlePath_);
-    if (std::none_of(items_.begin(), items_.end(),
-                     [&name](const LoginItem& item) { return item.displayName == name; })) {
-      addItem(name);
+    if (agentItem() == items_.end()) {
+      addItem(displayNameOf(agentBundlePath_));
       traceLoginItems();
     }
     return true;
   }
-  std::string label =
-      plistName.ends_with(".plist") ? plistName.substr(0, plistName.size() - 6) : plistName;
+  std::string label = daemonLabel(plistName);
   jobs_[label] = {};
   trace_.add(scheduler_.now(), "job",
              {{"op", "register"}, {"label", label}, {"args", std::vector<std::string>{}}});
@@ -157,45 +166,34 @@ bool VirtualInstallation::appServiceRegister(AppService service, const std::stri
 
 bool VirtualInstallation::appServiceUnregister(AppService service, const std::string& plistName,
                                                std::string* error) {
-  const char* notFound = "The operation couldn’t be completed. (No such process)";
   if (!appServiceEra_) {
     if (error) *error = "SMAppService needs macOS 13";
     return false;
   }
-  if (service == AppService::kMainApp) {
-    std::string name = displayNameOf(agentBundlePath_);
-    auto found = std::find_if(items_.begin(), items_.end(),
-                              [&name](const LoginItem& item) { return item.displayName == name; });
-    if (found == items_.end()) {
-      if (error) *error = notFound;
-      return false;
-    }
-    items_.erase(found);
-    traceLoginItems();
-    return true;
-  }
-  std::string label =
-      plistName.ends_with(".plist") ? plistName.substr(0, plistName.size() - 6) : plistName;
-  if (!jobs_.erase(label)) {
-    if (error) *error = notFound;
+  std::string label = daemonLabel(plistName);
+  auto item = agentItem();
+  bool registered =
+      service == AppService::kMainApp ? item != items_.end() : jobs_.count(label) != 0;
+  if (!registered) {
+    if (error) *error = kNoSuchJob;
     return false;
   }
-  trace_.add(scheduler_.now(), "job",
-             {{"op", "unregister"}, {"label", label}, {"args", std::vector<std::string>{}}});
+  if (service == AppService::kMainApp) {
+    items_.erase(item);
+    traceLoginItems();
+  } else {
+    jobs_.erase(label);
+    trace_.add(scheduler_.now(), "job",
+               {{"op", "unregister"}, {"label", label}, {"args", std::vector<std::string>{}}});
+  }
   return true;
 }
 
 AppServiceStatus VirtualInstallation::appServiceStatus(AppService service,
                                                        const std::string& plistName) {
   if (!appServiceEra_) return AppServiceStatus::kNotFound;
-  bool registered = false;
-  if (service == AppService::kMainApp) {
-    std::string name = displayNameOf(agentBundlePath_);
-    registered = std::any_of(items_.begin(), items_.end(),
-                             [&name](const LoginItem& item) { return item.displayName == name; });
-  } else {
-    registered = jobs_.count(plistName.substr(0, plistName.rfind(".plist"))) != 0;
-  }
+  bool registered = service == AppService::kMainApp ? agentItem() != items_.end()
+                                                    : jobs_.count(daemonLabel(plistName)) != 0;
   return registered ? AppServiceStatus::kEnabled : AppServiceStatus::kNotRegistered;
 }
 

@@ -63,6 +63,8 @@ class VirtualInstallation final : public port::Installation {
 
  private:
   void addItem(const std::string& name);
+  // The login item SMAppService's main-app service stands for, by the agent's bundle name.
+  std::vector<port::LoginItem>::iterator agentItem();
   void traceLoginItems();
 
   Scheduler& scheduler_;
