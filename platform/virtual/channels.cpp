@@ -69,18 +69,18 @@ void VirtualNotifications::listen(const std::string& name, PeerListener listener
 CFMessagePortRef VirtualMessagePorts::createLocal(const std::string& name,
                                                   MessagePortCallBack callback, void* info) {
   if (listening(name) || local_.count(name)) return nullptr;  // the name is taken
-  MessagePort& port = ports_.emplace_back(MessagePort{name, true, callback, info, true});
+  MessagePort& port = ports_.emplace_back(MessagePort{name, true, callback, info, true, {}});
   local_[name] = &port;
   return &port;
 }
 
 CFMessagePortRef VirtualMessagePorts::createRemote(const std::string& name) {
   if (!listening(name) && !local_.count(name)) return nullptr;
-  return &ports_.emplace_back(MessagePort{name, false, nullptr, nullptr, true});
+  return &ports_.emplace_back(MessagePort{name, false, nullptr, nullptr, true, {}});
 }
 
 CFRunLoopSourceRef VirtualMessagePorts::createRunLoopSource(CFMessagePortRef port) {
-  return port && port->valid ? &source_ : nullptr;
+  return port && port->valid ? &port->source : nullptr;
 }
 
 bool VirtualMessagePorts::sendRequest(CFMessagePortRef port, int32_t msgid,
@@ -93,8 +93,16 @@ bool VirtualMessagePorts::sendRequest(CFMessagePortRef port, int32_t msgid,
   }
   auto target = local_.find(port->name);
   if (target == local_.end() || !target->second->callback) return false;
+  MessagePort* local = target->second;
+  if (!local->source.loop) return false;  // nobody serves it: the wait times out
   std::vector<uint8_t> answer;
-  target->second->callback(target->second, msgid, data, &answer, target->second->info);
+  auto serve = [&] { local->callback(local, msgid, data, &answer, local->info); };
+  LaneId lane = local->source.loop->lane;
+  if (lane == scheduler_.currentLane()) {
+    serve();
+  } else {
+    scheduler_.runOnLane(lane, "port", serve);
+  }
   if (reply) *reply = std::move(answer);
   return true;
 }

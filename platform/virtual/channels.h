@@ -25,6 +25,7 @@ struct MessagePort {
   MessagePortCallBack callback = nullptr;
   void* info = nullptr;
   bool valid = true;
+  RunLoopSource source;  // where requests to a local port are served, once added to a loop
 };
 
 }  // namespace port
@@ -73,9 +74,13 @@ class VirtualNotifications final : public port::Notifications {
 };
 
 // Port names are unique in the session: a name is held by the agent's local port or by a
-// peer process until it is invalidated or the process ends.
+// peer process until it is invalidated or the process ends. A request to a local port is
+// served on the thread whose run loop has the port's source, the sender waiting meanwhile;
+// one whose source is on no run loop is never answered.
 class VirtualMessagePorts final : public port::MessagePorts {
  public:
+  explicit VirtualMessagePorts(Scheduler& scheduler) : scheduler_(scheduler) {}
+
   port::CFMessagePortRef createLocal(const std::string& name, port::MessagePortCallBack callback,
                                      void* info) override;
   port::CFMessagePortRef createRemote(const std::string& name) override;
@@ -99,11 +104,11 @@ class VirtualMessagePorts final : public port::MessagePorts {
   const std::vector<PeerRequest>& peerRequests() const { return peerRequests_; }
 
  private:
+  Scheduler& scheduler_;
   std::vector<PeerRequest> peerRequests_;
   std::deque<port::MessagePort> ports_;
   std::map<std::string, int32_t> owners_;                // name → peer pid
   std::map<std::string, port::CFMessagePortRef> local_;  // name → the agent's port
-  port::RunLoopSource source_;  // every port's source: requests are answered directly
 };
 
 class VirtualURLEvents final : public port::URLEvents {

@@ -1,5 +1,7 @@
 #include "display_services.h"
 
+#include <algorithm>
+
 namespace vsession {
 
 using namespace port;
@@ -10,6 +12,18 @@ std::vector<WindowInfo> VirtualWindowServer::copyOnScreenWindowList() {
     const VirtualApp* owner = world_.app(w.pid);
     list.push_back(
         {w.number, w.layer, w.pid, 1, w.frame, 1.0, owner ? owner->displayName() : std::string()});
+  }
+  if (!agentWindows_) return list;
+  // Each visible window of the agent's goes in front of the windows of its level and below:
+  // its layer is its level, its bounds in Quartz coordinates.
+  double height = world_.mainScreenHeight();
+  for (const OverlayWindow& w : agentWindows_->windows()) {
+    if (!w.visible) continue;
+    CGRect bounds{{w.frame.origin.x, height - w.frame.origin.y - w.frame.size.height},
+                  w.frame.size};
+    auto place = std::find_if(list.begin(), list.end(),
+                              [&w](const WindowInfo& other) { return other.layer <= w.level; });
+    list.insert(place, {w.id, w.level, agentPid_, 1, bounds, w.alpha, agentName_});
   }
   return list;
 }

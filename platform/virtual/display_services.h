@@ -4,7 +4,9 @@
 
 #include <cstdint>
 #include <set>
+#include <string>
 
+#include "agent_windows.h"
 #include "platform/api/power.h"
 #include "platform/api/window_server.h"
 #include "scheduler.h"
@@ -29,6 +31,13 @@ class VirtualWindowServer final : public port::WindowServer {
   bool currentSystemCursor(port::CursorShape* cursor) override;
   std::vector<port::CGPoint> handCursorHotSpots() override;
 
+  // The agent's own windows (`pid`, `name`) are in the window list too, as every process's
+  // on-screen windows are.
+  void listAgentWindows(const VirtualOverlayWindows* windows, int32_t pid, std::string name) {
+    agentWindows_ = windows;
+    agentPid_ = pid;
+    agentName_ = std::move(name);
+  }
   // The cursor moved: the application under it may show another cursor.
   void cursorMoved();
   bool handShown() const { return handShown_; }
@@ -42,6 +51,9 @@ class VirtualWindowServer final : public port::WindowServer {
   World& world_;
   Trace& trace_;
   Scheduler& scheduler_;
+  const VirtualOverlayWindows* agentWindows_ = nullptr;
+  int32_t agentPid_ = 0;
+  std::string agentName_;
   static constexpr uint32_t kFirstDisplayID = 0x4280880;
   bool handShown_ = false;
 };

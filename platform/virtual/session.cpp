@@ -57,6 +57,7 @@ VirtualSession::VirtualSession(const SessionConfig& config)
   world_.cursorMoved = [this] { windowServer_.cursorMoved(); };
   events_.setWindowMouseRouter([this](port::CGEventRef e) { return routeWindowMouse(e); });
   windowServer_.cursorMoved();
+  windowServer_.listAgentWindows(&overlayWindows_, config_.agentPid, "Varsel");
 
   platform_.clock = &threading_;
   platform_.runLoops = &threading_;

@@ -183,7 +183,7 @@ class VirtualSession {
   VirtualPower power_;
   VirtualAccessibility accessibility_{world_, threading_};
   VirtualNotifications notifications_{scheduler_, trace_};
-  VirtualMessagePorts messagePorts_;
+  VirtualMessagePorts messagePorts_{scheduler_};
   VirtualURLEvents urlEvents_{scheduler_};
   VirtualUserNotifications userNotifications_{scheduler_, trace_};
   VirtualUpdateFetch updateFetch_{config_.fetchRealTimeLimit};

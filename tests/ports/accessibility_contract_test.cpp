@@ -1,0 +1,103 @@
+// The accessibility interface: the agent finds what is under the cursor through the
+// system-wide element, keeps elements in sets by CFEqual and CFHash (each copy a new handle),
+// and bounds every call with a messaging timeout.
+#include <optional>
+#include <string>
+
+#include "contract.h"
+
+namespace {
+
+using namespace port;
+
+class AccessibilityContract : public contract::PortContract {
+ protected:
+  Accessibility& ax() { return *ports().accessibility; }
+
+  // The frontmost ordinary window of another application, from the window list.
+  std::optional<WindowInfo> frontWindow() {
+    int32_t self = ports().application->processIdentifier();
+    for (const WindowInfo& w : ports().windowServer->copyOnScreenWindowList()) {
+      if (w.layer == 0 && w.ownerPid != self && w.alpha > 0 && w.bounds.size.width > 40 &&
+          w.bounds.size.height > 40) {
+        return w;
+      }
+    }
+    return std::nullopt;
+  }
+};
+
+// The trust test answers without prompting, whatever the answer; the system-wide element is
+// one element however often it is made.
+TEST_F(AccessibilityContract, TheTrustTestAnswersAndTheSystemWideElementIsOne) {
+  ax().isProcessTrustedWithOptions(false);
+  AXUIElementRef a = ax().createSystemWide();
+  AXUIElementRef b = ax().createSystemWide();
+  ASSERT_NE(a, nullptr);
+  ASSERT_NE(b, nullptr);
+  EXPECT_TRUE(ax().equal(a, b));
+  EXPECT_EQ(ax().hash(a), ax().hash(b));
+  if (trusted()) {
+    EXPECT_EQ(ax().setMessagingTimeout(a, 0.25f), kAXErrorSuccess);
+  }
+  ax().release(a);
+  ax().release(b);
+}
+
+TEST_F(AccessibilityContract, TwoCopiesOfTheElementUnderAWindowAreEqualWithEqualHashes) {
+  if (!trusted()) GTEST_SKIP() << contract::kNeedsAccessibility;
+  std::optional<WindowInfo> window = frontWindow();
+  if (!window) GTEST_SKIP() << "no window of another application on screen to point at";
+  float x = static_cast<float>(window->bounds.origin.x + window->bounds.size.width / 2);
+  float y = static_cast<float>(window->bounds.origin.y + window->bounds.size.height / 2);
+
+  AXUIElementRef systemWide = ax().createSystemWide();
+  AXUIElementRef first = nullptr, second = nullptr;
+  ASSERT_EQ(ax().copyElementAtPosition(systemWide, x, y, &first), kAXErrorSuccess);
+  ASSERT_EQ(ax().copyElementAtPosition(systemWide, x, y, &second), kAXErrorSuccess);
+  ASSERT_NE(first, nullptr);
+  ASSERT_NE(second, nullptr);
+  EXPECT_TRUE(ax().equal(first, second));
+  EXPECT_EQ(ax().hash(first), ax().hash(second));
+
+  int32_t pid = 0;
+  ASSERT_EQ(ax().getPid(first, &pid), kAXErrorSuccess);
+  EXPECT_EQ(pid, window->ownerPid) << "the element under a window belongs to its owner";
+  AXValue role;
+  ASSERT_EQ(ax().copyAttributeValue(first, "AXRole", &role), kAXErrorSuccess);
+  ASSERT_TRUE(std::holds_alternative<std::string>(role.value));
+  EXPECT_FALSE(std::get<std::string>(role.value).empty());
+  std::vector<std::string> names;
+  ASSERT_EQ(ax().copyAttributeNames(first, &names), kAXErrorSuccess);
+  EXPECT_NE(std::find(names.begin(), names.end(), "AXRole"), names.end());
+
+  // The application element of that process is the application, and a different element.
+  AXUIElementRef app = ax().createApplication(pid);
+  ASSERT_NE(app, nullptr);
+  AXValue appRole;
+  ASSERT_EQ(ax().copyAttributeValue(app, "AXRole", &appRole), kAXErrorSuccess);
+  EXPECT_EQ(std::get<std::string>(appRole.value), "AXApplication");
+  EXPECT_FALSE(ax().equal(app, first));
+
+  // An element kept past its first release by a retain is still the element.
+  ax().retain(first);
+  ax().release(first);
+  EXPECT_TRUE(ax().equal(first, second));
+  void* pool = ports().threads->autoreleasePoolPush();
+  ax().autorelease(first);
+  ports().threads->autoreleasePoolPop(pool);
+  ax().release(second);
+  ax().release(app);
+  ax().release(systemWide);
+}
+
+TEST_F(AccessibilityContract, AnAttributeTheElementLacksIsAnErrorNotAValue) {
+  if (!trusted()) GTEST_SKIP() << contract::kNeedsAccessibility;
+  AXUIElementRef systemWide = ax().createSystemWide();
+  AXValue value;
+  AXError error = ax().copyAttributeValue(systemWide, "AXVarselNoSuchAttribute", &value);
+  EXPECT_NE(error, kAXErrorSuccess);
+  ax().release(systemWide);
+}
+
+}  // namespace

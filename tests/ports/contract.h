@@ -1,0 +1,61 @@
+// What every port promises the agent, written against the ports alone, so that the same
+// tests judge whichever implementation is linked: the virtual session on Linux, the macOS
+// adapter on a Mac. The implementation under test provides the few things a contract needs
+// beyond its ports: the ports themselves, time passing on the main thread's run loop, and a
+// loopback HTTP server.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/api/platform.h"
+
+namespace contract {
+
+// Before each test: the ports, set as the process's platform; a fresh session where the
+// implementation can make one. After each test: end.
+port::Platform& begin();
+void end();
+
+// The main thread runs its run loop in the default mode for `seconds` (every other thread
+// runs meanwhile), as an application's main thread does between events.
+void runFor(double seconds);
+// The same until `done` answers yes, for at most `limit` seconds; whether it did.
+bool runUntil(const std::function<bool()>& done, double limit);
+
+// A server on the loopback interface answering GET `path` (no leading slash) with `body`
+// until end(); its base URL ("http://127.0.0.1:PORT/"), or nothing where the build has none.
+std::optional<std::string> serve(const std::string& path, const std::string& body);
+
+// Storage for a thread that goes on running after its test (threads are never stopped):
+// it stays reachable for the rest of the process.
+template <class T>
+T& outliving() {
+  static auto* kept = new std::vector<std::unique_ptr<T>>;
+  return *kept->emplace_back(std::make_unique<T>());
+}
+
+// The fixture of every contract: the ports of a fresh begin().
+class PortContract : public ::testing::Test {
+ protected:
+  void SetUp() override { ports_ = &begin(); }
+  void TearDown() override { end(); }
+  port::Platform& ports() { return *ports_; }
+  bool trusted() { return ports_->accessibility->isProcessTrustedWithOptions(false); }
+
+ private:
+  port::Platform* ports_ = nullptr;
+};
+
+// A contract that needs a permission this process lacks is skipped with its name.
+inline constexpr const char* kNeedsAccessibility =
+    "needs the accessibility permission for this test program (System Settings, Privacy & "
+    "Security, Accessibility): without it the system refuses event taps, posted events and "
+    "accessibility calls";
+
+}  // namespace contract

@@ -1,0 +1,69 @@
+// The port contracts run against the virtual session: a fresh session for each test, with
+// two applications whose windows hold an accessibility tree, and time passing in the
+// session's own clock.
+#include <memory>
+#include <vector>
+
+#include "platform/virtual/session.h"
+#include "platform/virtual/ui_builders.h"
+#include "platform/virtual/web_server.h"
+#include "tests/ports/contract.h"
+
+namespace contract {
+
+namespace {
+
+std::unique_ptr<vsession::VirtualSession> sSession;
+std::vector<std::unique_ptr<vsession::LoopbackWebServer>> sServers;
+
+vsession::SessionConfig sessionConfig() {
+  vsession::SessionConfig config;
+  config.apps.resize(2);
+  config.apps[0].pid = 501;
+  config.apps[0].bundleIdentifier = "com.example.reader";
+  config.apps[0].name = "Reader";
+  config.apps[1].pid = 502;
+  config.apps[1].bundleIdentifier = "com.example.editor";
+  config.apps[1].name = "Editor";
+  config.windows = {{101, 501, {{100, 100}, {800, 600}}, "Doc", 0, false, {}},
+                    {201, 502, {{700, 200}, {600, 500}}, "Notes", 0, false, {}}};
+  config.windows[0].ui = {vsession::uiScrollArea({{100, 140}, {800, 560}}, {800, 5000}, 0, {})};
+  config.frontPid = 501;
+  return config;
+}
+
+}  // namespace
+
+port::Platform& begin() {
+  sSession = std::make_unique<vsession::VirtualSession>(sessionConfig());
+  port::setPlatform(&sSession->platform());
+  return sSession->platform();
+}
+
+void end() {
+  sServers.clear();
+  port::setPlatform(nullptr);
+  sSession.reset();
+}
+
+void runFor(double seconds) {
+  sSession->runUntil(sSession->elapsed() + seconds);
+}
+
+bool runUntil(const std::function<bool()>& done, double limit) {
+  constexpr double kStep = 0.001;
+  for (double waited = 0; waited < limit; waited += kStep) {
+    if (done()) return true;
+    runFor(kStep);
+  }
+  return done();
+}
+
+std::optional<std::string> serve(const std::string& path, const std::string& body) {
+  auto& server = sServers.emplace_back(std::make_unique<vsession::LoopbackWebServer>(
+      std::map<std::string, vsession::WebAnswer>{{path, vsession::WebAnswer{200, body}}}));
+  if (server->baseURL().empty()) return std::nullopt;
+  return server->baseURL();
+}
+
+}  // namespace contract
