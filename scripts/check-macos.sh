@@ -55,19 +55,34 @@ check_one() {
   fi
   echo "compiled and analyzed: $file"
 }
+# The port contract suite is plain C++ over the ports: compiled as a Mac compiles it, with
+# Apple's C++ library (libc++).
+contract_flags=(-x c++ -std=c++20 -stdlib=libc++ -Wall -Wextra -Werror -I .
+                -DVARSEL_TESTDATA_DIR='"testdata"')
+check_contract() {
+  local file=$1 out
+  out=$("$compiler" "${contract_flags[@]}" -fsyntax-only "$file" 2>&1) ||
+    { printf 'FAILED (compile): %s\n%s\n' "$file" "$out"; return 1; }
+  echo "compiled: $file"
+}
 # Run with --one FILE, the script checks that file alone: the files are checked in parallel.
 if [ "${1:-}" = --one ]; then
-  check_one "$2"
+  case "$2" in
+    tests/ports/*) check_contract "$2" ;;
+    *) check_one "$2" ;;
+  esac
   exit
 fi
 
 shopt -s nullglob
 files=(platform/macos/*.mm platform/macos/launcher/*.mm)
-if ! printf '%s\0' "${files[@]}" | xargs -0 -n 1 -P "$(nproc)" "$0" --one; then
-  echo "check-macos: the macOS adapter does not compile or analyze cleanly" >&2
+contracts=(tests/ports/*.cpp)
+if ! printf '%s\0' "${files[@]}" "${contracts[@]}" | xargs -0 -n 1 -P "$(nproc)" "$0" --one; then
+  echo "check-macos: the macOS adapter or the port contract suite does not compile or analyze cleanly" >&2
   exit 1
 fi
-echo "check-macos: ${#files[@]} adapter files compile with no warning and analyze with no report"
+echo "check-macos: ${#files[@]} adapter files compile with no warning and analyze with no report;" \
+  "${#contracts[@]} port contract files compile with libc++"
 
 # Only configuring: the compilers are this machine's, and nothing is built. The SDK is named
 # rather than found, as a Mac would find it. Once ad hoc, once with a signing identity.
@@ -82,11 +97,14 @@ configure_for_macos() {
     { cat "$dir.log"; echo "check-macos: the bundle's CMake does not configure" >&2; exit 1; }
 }
 configured=build/macos-configure
-configure_for_macos "$configured"
+# This machine's GoogleTest and nlohmann-json stand in for a Mac's, so that the port contract
+# suite's target is configured too.
+configure_for_macos "$configured" -DGTest_DIR=/usr/lib/x86_64-linux-gnu/cmake/GTest \
+  -Dnlohmann_json_DIR=/usr/share/cmake/nlohmann_json
 configure_for_macos "$configured-signed" \
   -DVARSEL_SIGNING_IDENTITY="Developer ID Application: Example (ABCDE12345)"
 python3 - "$configured" "$configured-signed" platform/macos/Varsel.entitlements <<'PY'
-import plistlib, re, sys
+import os, plistlib, re, sys
 configured, signed, entitlements = sys.argv[1:4]
 bundle = f"{configured}/platform/macos"
 problems = []
@@ -123,6 +141,13 @@ for flags in compiles:
     for needed in ("-arch x86_64", "-arch arm64", f"-mmacosx-version-min={minimum}"):
         expect(needed in flags, f"a compile lacks {needed}: {flags.strip()[:120]}")
 expect(len(compiles) > 0, "no compile rules found")
+# The port contract suite is built beside the bundle, from the same sources as on Linux,
+# against the adapter, and its tests carry the ports label.
+expect("ports_on_adapter.mm" in ninja and "run_loop_contract_test.cpp" in ninja,
+       "the port contract suite is not built against the adapter")
+discovery = f"{bundle}/varsel_port_contracts[1]_include.cmake"
+tests = open(discovery).read() if os.path.exists(discovery) else ""
+expect("LABELS" in tests and "ports" in tests, "the port contract tests carry no ports label")
 
 # The launcher is signed inside the bundle before the bundle, which carries the entitlements;
 # with an identity, both get the hardened runtime.

@@ -1,5 +1,5 @@
-// The macOS implementation of each port, one instance each for the life of the process.
-// main() gathers them into the platform the agent reads.
+// The macOS implementation of each port, one instance each for the life of the process,
+// and all of them gathered into the platform the agent reads.
 #pragma once
 
 #include "platform/api/platform.h"
@@ -39,5 +39,7 @@ port::UserNotifications& userNotifications();
 
 port::Power& power();          // power.mm
 port::SystemLog& systemLog();  // system_log.mm
+
+port::Platform& allPorts();  // all_ports.mm
 
 }  // namespace macos

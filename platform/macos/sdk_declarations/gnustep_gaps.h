@@ -19,6 +19,11 @@
 - (BOOL)hasPreciseScrollingDeltas;
 @end
 
+// Page: AppKit > NSApplication (setActivationPolicy:).
+@interface NSApplication (VarselAppleSDK)
+- (BOOL)setActivationPolicy:(NSApplicationActivationPolicy)activationPolicy;
+@end
+
 // Page: AppKit > NSUserInterfaceItemIdentification (identifier), which NSWindow adopts.
 @interface NSWindow (VarselAppleSDK)
 - (void)setIdentifier:(NSString*)identifier;
