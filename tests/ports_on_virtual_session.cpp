@@ -59,6 +59,27 @@ bool runUntil(const std::function<bool()>& done, double limit) {
   return done();
 }
 
+bool handMovesMouse(port::CGPoint by) {
+  vsession::InputDevices& input = sSession->input();
+  input.moveHand({input.hand().x + by.x, input.hand().y + by.y});
+  return true;
+}
+
+bool handTurnsWheel(double notches) {
+  sSession->input().wheel(0, notches, std::nullopt);
+  return true;
+}
+
+bool handHoldsShift(bool held) {
+  sSession->input().setModifiers(held ? port::kCGEventFlagMaskShift : 0);
+  return true;
+}
+
+bool handScrollsTrackpad(double pixelsY, int quartzPhase) {
+  sSession->input().trackpad({0, false, 0, pixelsY, quartzPhase, 0});
+  return true;
+}
+
 std::optional<std::string> serve(const std::string& path, const std::string& body) {
   auto& server = sServers.emplace_back(std::make_unique<vsession::LoopbackWebServer>(
       std::map<std::string, vsession::WebAnswer>{{path, vsession::WebAnswer{200, body}}}));

@@ -65,6 +65,20 @@ bool runUntil(const std::function<bool()>& done, double limit) {
   return done();
 }
 
+// Only a person moves a Mac's mouse, wheel and trackpad.
+bool handMovesMouse(port::CGPoint) {
+  return false;
+}
+bool handTurnsWheel(double) {
+  return false;
+}
+bool handHoldsShift(bool) {
+  return false;
+}
+bool handScrollsTrackpad(double, int) {
+  return false;
+}
+
 std::optional<std::string> serve(const std::string& path, const std::string& body) {
 #if VARSEL_LOOPBACK_SERVER
   auto& server = sServers.emplace_back(std::make_unique<vsession::LoopbackWebServer>(

@@ -35,6 +35,16 @@ CGEventRef InputDevices::make(CGEventType type) {
   return e;
 }
 
+void InputDevices::moveHand(CGPoint handTo) {
+  // What stands between the cursor and the hand: nothing, unless the cursor was warped or
+  // held at an edge since; kept exact so that a plain path lands exactly on its points.
+  CGPoint from = hand();
+  if (handTo == from) return;  // a mouse that did not move reports nothing
+  CGPoint shift{world_.cursor.x - from.x, world_.cursor.y - from.y};
+  hand_ = handTo;
+  moveTo({handTo.x + shift.x, handTo.y + shift.y});
+}
+
 void InputDevices::moveTo(CGPoint to) {
   CGPoint from = world_.cursor;
   world_.moveCursor(to);

@@ -1,4 +1,4 @@
-// The virtual session's mouse (moves, buttons, a line wheel) and keyboard (keys with
+// The virtual session's mouse (relative moves, buttons, a line wheel) and keyboard (keys with
 // characters and codes, modifier keys). Each action makes the hardware event the real
 // devices would and sends it through the session's taps at the current virtual time.
 #pragma once
@@ -24,6 +24,14 @@ class InputDevices {
   // Moves the cursor to `to` (kept on the screens): mouse-moved, or dragged while a button
   // is held.
   void moveTo(port::CGPoint to);
+  // The hand moves the mouse to where, from its last place, it would put the cursor at
+  // `handTo`. A mouse reports movement, not places: the movement lands wherever the cursor is
+  // now, so after a warp (or a stop at a screen's edge) the cursor follows from there.
+  void moveHand(port::CGPoint handTo);
+  // Where the hand last put the cursor.
+  port::CGPoint hand() const { return hand_; }
+  // The hand takes the mouse with the cursor where it is now, as at the session's start.
+  void placeHand() { hand_ = world_.cursor; }
   // A press or release of button `number` (0 to 31); `stylusMask` non-zero makes it a
   // tablet stylus press with those stylus buttons (4 upper, 2 lower, 1 tip), which its drags
   // carry too.
@@ -76,6 +84,7 @@ class InputDevices {
   int lastClickButton_ = -1;
   double lastClickTime_ = 0;
   int64_t clickCount_ = 0;
+  port::CGPoint hand_;
 };
 
 }  // namespace vsession

@@ -41,6 +41,7 @@ VirtualSession::VirtualSession(const SessionConfig& config)
       input_(world_, events_, scheduler_) {
   world_.screens = config.screens;
   world_.cursor = world_.clampToScreens(config.cursor);
+  input_.placeHand();
   world_.apps = config.apps;
   world_.windows = config.windows;
   world_.frontPid = config.frontPid;

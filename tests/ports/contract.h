@@ -32,6 +32,18 @@ bool runUntil(const std::function<bool()>& done, double limit);
 // until end(); its base URL ("http://127.0.0.1:PORT/"), or nothing where the build has none.
 std::optional<std::string> serve(const std::string& path, const std::string& body);
 
+// A person's hand on the devices, where the implementation can stand in for one: the mouse
+// moved by a distance, the notchy wheel turned (`notches` in one event, positive away from
+// the user), Shift held or let go, a two-finger trackpad scroll frame with its Quartz
+// scroll phase. Each answers false where nobody can do it for the test (on a real Mac only
+// a person can), and the contract then skips with kNeedsAHand.
+bool handMovesMouse(port::CGPoint by);
+bool handTurnsWheel(double notches);
+bool handHoldsShift(bool held);
+bool handScrollsTrackpad(double pixelsY, int quartzPhase);
+inline constexpr const char* kNeedsAHand =
+    "needs a hand on the mouse, wheel or trackpad, which only the virtual session can lend a test";
+
 // Storage for a thread that goes on running after its test (threads are never stopped):
 // it stays reachable for the rest of the process.
 template <class T>

@@ -4,6 +4,7 @@ set(VARSEL_PORT_CONTRACT_SOURCES
   ${CMAKE_CURRENT_LIST_DIR}/accessibility_contract_test.cpp
   ${CMAKE_CURRENT_LIST_DIR}/channels_contract_test.cpp
   ${CMAKE_CURRENT_LIST_DIR}/events_contract_test.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/hardware_input_contract_test.cpp
   ${CMAKE_CURRENT_LIST_DIR}/installation_contract_test.cpp
   ${CMAKE_CURRENT_LIST_DIR}/overlay_windows_contract_test.cpp
   ${CMAKE_CURRENT_LIST_DIR}/power_and_log_contract_test.cpp

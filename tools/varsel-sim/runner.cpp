@@ -123,14 +123,15 @@ void schedule(Places& places, const InputStep& step) {
   vsession::InputDevices& input = session.input();
   const InputStep* p = &step;
   if (auto* move = std::get_if<MoveInput>(&step.action); move && move->over > 0) {
-    // The path starts wherever the cursor is when the move begins.
+    // The hand's path starts where the hand is when the move begins; the mouse reports each
+    // stretch of it as movement, which lands wherever the cursor is by then.
     places.at(step.t, [&session, p, move] {
-      CGPoint from = session.world().cursor;
+      CGPoint from = session.input().hand();
       int steps = std::max(1, static_cast<int>(std::ceil(move->over * move->rate)));
       for (int k = 1; k <= steps; ++k) {
         double f = static_cast<double>(k) / steps;
         CGPoint to{from.x + (move->to.x - from.x) * f, from.y + (move->to.y - from.y) * f};
-        session.at(p->t + move->over * f, [&session, to] { session.input().moveTo(to); });
+        session.at(p->t + move->over * f, [&session, to] { session.input().moveHand(to); });
       }
     });
     return;
@@ -142,7 +143,7 @@ void schedule(Places& places, const InputStep& step) {
         if constexpr (std::is_same_v<T, WheelInput>) {
           places.at(p->t, [&input, action] { input.wheel(action->x, action->y, action->pixels); });
         } else if constexpr (std::is_same_v<T, MoveInput>) {
-          places.at(p->t, [&input, action] { input.moveTo(action->to); });
+          places.at(p->t, [&input, action] { input.moveHand(action->to); });
         } else if constexpr (std::is_same_v<T, ModifiersInput>) {
           places.at(p->t, [&input, action] { input.setModifierKeys(action->keys); });
         } else if constexpr (std::is_same_v<T, ButtonInput>) {
