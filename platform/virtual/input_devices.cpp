@@ -11,6 +11,26 @@ using namespace port;
 namespace {
 constexpr double kPixelsPerLine = 10;
 
+// The wheel's acceleration, fitted to a mouse wheel recorded on a Mac (the recordings in
+// shared/testdata/traces/simple-mouse-continuous-horizontal, where Safari and Chrome report
+// 40 px per unit of Cocoa delta): notches more than 0.25 s apart are not accelerated (0.1
+// each); otherwise the rate of notches (an event's notches over the time since the last) is
+// smoothed, a fifth of the way to the new rate each event, and the multiplier is 1 + 0.89 r^2 at
+// the default scaling, so a run of notches 100 ms apart climbs 0.1,
+// 0.43, 1.3, 2.2, 3.2, 4.1, 5.0, 5.8 as the recordings' 0.1, 0.43, 1.5, 1.9, 2.6, 4.4, 5.4, 5.7 do.
+// The multiplier grows with the scaling and is 1 at 0.
+constexpr double kUnacceleratedGap = 0.25;
+constexpr double kRateSmoothing = 0.2;
+constexpr double kAccelerationAtDefault = 0.89;
+constexpr double kDefaultWheelScaling = 0.5;  // the recordings' own is not known
+constexpr double kMaxNotchRate = 25;          // beyond any finger on a notchy wheel
+// The recordings reach 5.7 a notch; the curve is not extrapolated far beyond them: a notch
+// carries at most 10 lines' worth (an assumption, no recording goes further).
+constexpr double kMaxAcceleration = 100;
+constexpr double kShortestGap = 0.004;  // the wheel reports at most at 250 Hz
+constexpr double kFixedPointPerNotch = 0.1;
+constexpr double kPointsPerNotch = 1;
+
 int64_t wholeLines(double lines) {
   if (!std::isfinite(lines) || lines == 0) return 0;
   double whole = std::max(1.0, std::min(std::trunc(std::fabs(lines)), 9.2e18));
@@ -108,17 +128,66 @@ void InputDevices::button(int number, bool down, uint64_t stylusMask) {
   events_.dispatchHardware(e);
 }
 
-void InputDevices::wheel(double linesX, double linesY, std::optional<CGPoint> pixels) {
+double InputDevices::wheelAcceleration(double notches) {
+  double now = scheduler_.now();
+  double gap = now - lastNotch_;
+  if (lastNotch_ < 0 || gap > kUnacceleratedGap) {
+    notchRate_ = 0;
+  } else {
+    double rate = std::max(1.0, notches) / std::max(gap, kShortestGap);
+    notchRate_ += kRateSmoothing * (rate - notchRate_);
+    notchRate_ = std::min(notchRate_, kMaxNotchRate);
+  }
+  lastNotch_ = now;
+  double scaling = std::clamp(wheelScaling_.value_or(kDefaultWheelScaling), 0.0, 5.0);
+  double a = 1 + kAccelerationAtDefault * scaling / kDefaultWheelScaling * notchRate_ * notchRate_;
+  return std::min(a, kMaxAcceleration);
+}
+
+void InputDevices::wheel(double notchesX, double notchesY, std::optional<CGPoint> pixels) {
+  double a = wheelAcceleration(std::max(std::fabs(notchesX), std::fabs(notchesY)));
+  CGPoint lines{static_cast<double>(wholeLines(notchesX)),
+                static_cast<double>(wholeLines(notchesY))};
+  CGPoint fixed{notchesX * kFixedPointPerNotch * a, notchesY * kFixedPointPerNotch * a};
+  CGPoint points =
+      pixels.value_or(CGPoint{notchesX * kPointsPerNotch * a, notchesY * kPointsPerNotch * a});
+  postWheel(lines, fixed, points);
+}
+
+void InputDevices::recordedWheel(double cocoaX, double cocoaY) {
+  wheelAcceleration(1);  // the wheel's own rate goes on being counted
+  CGPoint lines{static_cast<double>(wholeLines(cocoaX)), static_cast<double>(wholeLines(cocoaY))};
+  CGPoint fixed{cocoaX, cocoaY};
+  CGPoint points{cocoaX * kPointsPerNotch / kFixedPointPerNotch,
+                 cocoaY * kPointsPerNotch / kFixedPointPerNotch};
+  postWheel(lines, fixed, points);
+}
+
+void InputDevices::postWheel(CGPoint lines, CGPoint fixed, CGPoint points) {
   CGEventRef e = make(kCGEventScrollWheel);
-  CGPoint px = pixels.value_or(CGPoint{linesX * kPixelsPerLine, linesY * kPixelsPerLine});
-  events_.setIntegerValueField(e, kCGScrollWheelEventDeltaAxis1, wholeLines(linesY));
-  events_.setIntegerValueField(e, kCGScrollWheelEventDeltaAxis2, wholeLines(linesX));
-  events_.setDoubleValueField(e, kCGScrollWheelEventFixedPtDeltaAxis1, linesY);
-  events_.setDoubleValueField(e, kCGScrollWheelEventFixedPtDeltaAxis2, linesX);
-  events_.setDoubleValueField(e, kCGScrollWheelEventPointDeltaAxis1, px.y);
-  events_.setDoubleValueField(e, kCGScrollWheelEventPointDeltaAxis2, px.x);
+  if (e->flags & kCGEventFlagMaskShift) {
+    // A notchy wheel turned with Shift scrolls sideways: its lines and Cocoa deltas go to
+    // the horizontal axis, while the point delta keeps the vertical.
+    lines = {lines.x + lines.y, 0};
+    fixed = {fixed.x + fixed.y, 0};
+  }
+  events_.setIntegerValueField(e, kCGScrollWheelEventDeltaAxis1, static_cast<int64_t>(lines.y));
+  events_.setIntegerValueField(e, kCGScrollWheelEventDeltaAxis2, static_cast<int64_t>(lines.x));
+  events_.setDoubleValueField(e, kCGScrollWheelEventFixedPtDeltaAxis1, fixed.y);
+  events_.setDoubleValueField(e, kCGScrollWheelEventFixedPtDeltaAxis2, fixed.x);
+  events_.setDoubleValueField(e, kCGScrollWheelEventPointDeltaAxis1, points.y);
+  events_.setDoubleValueField(e, kCGScrollWheelEventPointDeltaAxis2, points.x);
   events_.setIntegerValueField(e, kCGScrollWheelEventIsContinuous, 0);
   events_.dispatchHardware(e);
+}
+
+// A trackpad counts whole lines as the pixels add up to them, so most frames carry none.
+int64_t InputDevices::trackpadLines(double pixels, double& gathered) {
+  if (!std::isfinite(pixels)) return 0;
+  gathered += pixels;
+  double whole = std::trunc(gathered / kPixelsPerLine);
+  gathered -= whole * kPixelsPerLine;
+  return static_cast<int64_t>(std::clamp(whole, -9.2e18, 9.2e18));
 }
 
 void InputDevices::trackpad(const TrackpadStep& step) {
@@ -126,9 +195,14 @@ void InputDevices::trackpad(const TrackpadStep& step) {
     events_.dispatchHardware(make(kNSEventTypeGesture));
     return;
   }
+  if (step.phase == kScrollPhaseBegan || step.momentumPhase == kMomentumPhaseBegin) {
+    padLinesX_ = padLinesY_ = 0;
+  }
   CGEventRef e = make(kCGEventScrollWheel);
-  events_.setIntegerValueField(e, kCGScrollWheelEventDeltaAxis1, wholeLines(step.pixelsY / 10));
-  events_.setIntegerValueField(e, kCGScrollWheelEventDeltaAxis2, wholeLines(step.pixelsX / 10));
+  events_.setIntegerValueField(e, kCGScrollWheelEventDeltaAxis1,
+                               trackpadLines(step.pixelsY, padLinesY_));
+  events_.setIntegerValueField(e, kCGScrollWheelEventDeltaAxis2,
+                               trackpadLines(step.pixelsX, padLinesX_));
   events_.setDoubleValueField(e, kCGScrollWheelEventFixedPtDeltaAxis1, step.pixelsY / 10);
   events_.setDoubleValueField(e, kCGScrollWheelEventFixedPtDeltaAxis2, step.pixelsX / 10);
   events_.setDoubleValueField(e, kCGScrollWheelEventPointDeltaAxis1, step.pixelsY);

@@ -1,4 +1,4 @@
-// The virtual session's mouse (relative moves, buttons, a line wheel) and keyboard (keys with
+// The virtual session's mouse (relative moves, buttons, a notchy wheel) and keyboard (keys with
 // characters and codes, modifier keys). Each action makes the hardware event the real
 // devices would and sends it through the session's taps at the current virtual time.
 #pragma once
@@ -36,9 +36,18 @@ class InputDevices {
   // tablet stylus press with those stylus buttons (4 upper, 2 lower, 1 tip), which its drags
   // carry too.
   void button(int number, bool down, uint64_t stylusMask = 0);
-  // One notch of `lines` per axis; about 10 px a line unless `pixels` gives them exactly.
-  // The whole-line field counts at least one line for any movement, as a notch does.
-  void wheel(double linesX, double linesY, std::optional<port::CGPoint> pixels);
+  // One event of the notchy wheel carrying `notchesX` and `notchesY` notches (a fast turn can
+  // put several in one event), as macOS fills it: the line delta is the raw count (at least
+  // one for any movement); the fixed-point delta, which Cocoa reports as the event's delta,
+  // is 0.1 a notch and the point delta 1 a notch, both accelerated by how fast the notches
+  // come and the system's wheel scaling. `pixels` gives the point deltas exactly instead.
+  // With Shift held the line and fixed-point deltas move to axis 2; the point delta stays.
+  void wheel(double notchesX, double notchesY, std::optional<port::CGPoint> pixels);
+  // One event of the notchy wheel whose Cocoa deltas are known already, as a recording
+  // gives them (the system's acceleration is in them).
+  void recordedWheel(double cocoaX, double cocoaY);
+  // The system's "com.apple.scrollwheel.scaling"; the default when absent.
+  void setWheelScaling(std::optional<double> scaling) { wheelScaling_ = scaling; }
   // One trackpad event: a touch frame (gesture, type 29), or a continuous scroll event with
   // precise pixel deltas and its scroll or momentum phase.
   void trackpad(const TrackpadStep& step);
@@ -73,6 +82,12 @@ class InputDevices {
 
   port::CGEventRef make(port::CGEventType type);
   void markStylus(port::CGEventRef e);
+  // How much the system multiplies the deltas of an event of `notches` notches now, the
+  // notch rate brought up to date.
+  double wheelAcceleration(double notches);
+  void postWheel(port::CGPoint lines, port::CGPoint fixed, port::CGPoint points);
+  // A trackpad's whole-line field: the pixels gathered (in `gathered`) until they make a line.
+  int64_t trackpadLines(double pixels, double& gathered);
 
   World& world_;
   EventSystem& events_;
@@ -85,6 +100,10 @@ class InputDevices {
   double lastClickTime_ = 0;
   int64_t clickCount_ = 0;
   port::CGPoint hand_;
+  std::optional<double> wheelScaling_;
+  double lastNotch_ = -1;  // virtual time of the wheel's last event
+  double notchRate_ = 0;   // notches a second, smoothed
+  double padLinesX_ = 0, padLinesY_ = 0;
 };
 
 }  // namespace vsession

@@ -59,6 +59,7 @@ VirtualSession::VirtualSession(const SessionConfig& config)
   events_.setWindowMouseRouter([this](port::CGEventRef e) { return routeWindowMouse(e); });
   windowServer_.cursorMoved();
   windowServer_.listAgentWindows(&overlayWindows_, config_.agentPid, "Varsel");
+  input_.setWheelScaling(config_.scrollWheelScaling);
 
   platform_.clock = &threading_;
   platform_.runLoops = &threading_;

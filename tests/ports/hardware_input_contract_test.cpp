@@ -91,4 +91,75 @@ TEST_F(HardwareInputContract, AMouseMoveStartsWhereverTheCursorIsAfterAWarp) {
   EXPECT_NE(before, (CGPoint{300, 300}));
 }
 
+TEST_F(HardwareInputContract, AWheelNotchCarriesItsCountATenthAcceleratedAndCocoasDelta) {
+  if (!trusted()) GTEST_SKIP() << contract::kNeedsAccessibility;
+  if (!listen(CGEventMaskBit(kCGEventScrollWheel))) GTEST_SKIP() << contract::kNeedsAccessibility;
+  runFor(1);  // the wheel at rest: the next notch is a slow one
+  if (!contract::handTurnsWheel(1)) GTEST_SKIP() << contract::kNeedsAHand;
+  ASSERT_TRUE(runUntil([&] { return seen().size() == 1; }, 1));
+  const Observed::Event& slow = seen()[0];
+  EXPECT_EQ(slow.lines[0], 1);
+  EXPECT_NEAR(slow.fixed[0], 0.1, 1e-9);
+  EXPECT_NEAR(slow.points[0], 1, 1e-9);
+  EXPECT_EQ(slow.cocoaDelta[0], slow.fixed[0]) << "Cocoa's delta is the fixed-point one";
+
+  // Nine notches 100 ms apart: each still one line, the fixed-point delta climbing to several
+  // lines, the point delta with it.
+  for (int i = 0; i < 9; ++i) {
+    runFor(0.1);
+    contract::handTurnsWheel(-1);
+  }
+  ASSERT_TRUE(runUntil([&] { return seen().size() == 10; }, 1));
+  double previous = 0;
+  for (size_t i = 1; i < seen().size(); ++i) {
+    SCOPED_TRACE(i);
+    EXPECT_EQ(seen()[i].lines[0], -1);
+    EXPECT_LE(seen()[i].fixed[0], previous + 1e-9);
+    EXPECT_NEAR(seen()[i].points[0], seen()[i].fixed[0] * 10, 1e-6);
+    previous = seen()[i].fixed[0];
+  }
+  EXPECT_LT(seen().back().fixed[0], -3);
+  EXPECT_GT(seen().back().fixed[0], -8);
+}
+
+// Shift turns a notchy wheel sideways for the lines and Cocoa's delta, not for the points.
+TEST_F(HardwareInputContract, WithShiftANotchsLinesAndCocoaDeltaAreHorizontal) {
+  if (!trusted()) GTEST_SKIP() << contract::kNeedsAccessibility;
+  if (!listen(CGEventMaskBit(kCGEventScrollWheel))) GTEST_SKIP() << contract::kNeedsAccessibility;
+  runFor(1);
+  if (!contract::handHoldsShift(true)) GTEST_SKIP() << contract::kNeedsAHand;
+  contract::handTurnsWheel(1);
+  contract::handHoldsShift(false);
+  ASSERT_TRUE(runUntil([&] { return seen().size() == 1; }, 1));
+  const Observed::Event& e = seen()[0];
+  EXPECT_EQ(e.lines[0], 0);
+  EXPECT_EQ(e.lines[1], 1);
+  EXPECT_EQ(e.fixed[0], 0);
+  EXPECT_NEAR(e.fixed[1], 0.1, 1e-9);
+  EXPECT_NEAR(e.cocoaDelta[1], 0.1, 1e-9);
+  EXPECT_NEAR(e.points[0], 1, 1e-9);
+  EXPECT_EQ(e.points[1], 0);
+}
+
+// A slow two-finger scroll: a few pixels a frame, whole lines only now and then, adding up to
+// the pixels travelled.
+TEST_F(HardwareInputContract, ATrackpadCountsWholeLinesOnlyAsItsPixelsAddUp) {
+  if (!trusted()) GTEST_SKIP() << contract::kNeedsAccessibility;
+  if (!listen(CGEventMaskBit(kCGEventScrollWheel))) GTEST_SKIP() << contract::kNeedsAccessibility;
+  if (!contract::handScrollsTrackpad(3, 1)) GTEST_SKIP() << contract::kNeedsAHand;
+  for (int i = 0; i < 19; ++i) {
+    runFor(1.0 / 60);
+    contract::handScrollsTrackpad(3, 2);
+  }
+  ASSERT_TRUE(runUntil([&] { return seen().size() == 20; }, 1));
+  int withLines = 0;
+  int64_t lines = 0;
+  for (const Observed::Event& e : seen()) {
+    withLines += e.lines[0] != 0;
+    lines += e.lines[0];
+  }
+  EXPECT_LT(withLines, 10) << "most frames carry no whole line";
+  EXPECT_EQ(lines, 6);  // 60 px
+}
+
 }  // namespace

@@ -105,15 +105,14 @@ void scheduleReplay(Places& places, double start, const ReplayInput& replay) {
     scheduleTrackpad(places, start, vsession::trackpadStepsFromRecording(recording));
     return;
   }
+  // A browser on a Mac reports a notchy wheel's Cocoa delta as 40 px a unit (Safari, Chrome)
+  // or rounds it up to whole lines (Firefox).
+  constexpr double kBrowserPixelsPerUnit = 40;
   for (const ReplayInput::Event& e : replay.events) {
-    const ReplayInput::Event* event = &e;
-    places.at(start + e.t - first, [&session, event] {
-      if (event->lines) {
-        session.input().wheel(event->x, event->y, std::nullopt);
-      } else {
-        session.input().wheel(event->x / 10, event->y / 10, CGPoint{event->x, event->y});
-      }
-    });
+    double scale = e.lines ? 1 : 1 / kBrowserPixelsPerUnit;
+    CGPoint cocoa{e.x * scale, e.y * scale};
+    places.at(start + e.t - first,
+              [&session, cocoa] { session.input().recordedWheel(cocoa.x, cocoa.y); });
   }
 }
 
