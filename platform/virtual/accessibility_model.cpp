@@ -292,7 +292,9 @@ AXError VirtualAccessibility::copyElementAtPosition(AXUIElementRef application, 
     *element = handle(deepestAt(node->second, x, y));
     return kAXErrorSuccess;
   }
-  return kAXErrorSuccess;  // the desktop: nothing the model describes
+  // The desktop, or a point no window covers: no element there, as the system answers for a
+  // point where it finds none ("the requested value or element does not exist").
+  return kAXErrorNoValue;
 }
 
 std::optional<AXValue> VirtualAccessibility::attribute(AXNode* e, std::string_view name) {

@@ -1,6 +1,7 @@
 // The accessibility interface: the agent finds what is under the cursor through the
 // system-wide element, keeps elements in sets by CFEqual and CFHash (each copy a new handle),
 // and bounds every call with a messaging timeout.
+#include <algorithm>
 #include <optional>
 #include <string>
 
@@ -88,6 +89,37 @@ TEST_F(AccessibilityContract, TwoCopiesOfTheElementUnderAWindowAreEqualWithEqual
   ports().threads->autoreleasePoolPop(pool);
   ax().release(second);
   ax().release(app);
+  ax().release(systemWide);
+}
+
+// Where no application's window is, over the desktop, the answer is an error with no element
+// or the element of whoever owns the desktop; never success with nothing.
+TEST_F(AccessibilityContract, APointOverTheDesktopIsNeverSuccessWithNoElement) {
+  if (!trusted()) GTEST_SKIP() << contract::kNeedsAccessibility;
+  std::vector<WindowInfo> windows = ports().windowServer->copyOnScreenWindowList();
+  CGRect screen = ports().windowServer->screenFrames().at(0);
+  std::optional<CGPoint> bare;
+  for (double y = screen.size.height - 5; y > 30 && !bare; y -= 25) {
+    for (double x = screen.size.width - 5; x > 5 && !bare; x -= 25) {
+      bool covered = std::any_of(windows.begin(), windows.end(), [x, y](const WindowInfo& w) {
+        return w.layer >= 0 && x >= w.bounds.origin.x &&
+               x < w.bounds.origin.x + w.bounds.size.width && y >= w.bounds.origin.y &&
+               y < w.bounds.origin.y + w.bounds.size.height;
+      });
+      if (!covered) bare = CGPoint{x, y};
+    }
+  }
+  if (!bare) GTEST_SKIP() << "windows cover the whole main screen";
+  AXUIElementRef systemWide = ax().createSystemWide();
+  AXUIElementRef element = nullptr;
+  AXError error = ax().copyElementAtPosition(systemWide, static_cast<float>(bare->x),
+                                             static_cast<float>(bare->y), &element);
+  if (error == kAXErrorSuccess) {
+    EXPECT_NE(element, nullptr) << "success with no element";
+  } else {
+    EXPECT_EQ(element, nullptr);
+  }
+  if (element) ax().release(element);
   ax().release(systemWide);
 }
 
