@@ -80,6 +80,12 @@ bool handScrollsTrackpad(double pixelsY, int quartzPhase) {
   return true;
 }
 
+bool applicationStopsAnswering(int32_t pid, double seconds) {
+  double now = sSession->scheduler().now();
+  sSession->accessibility().hangApplication(pid, now, now + seconds);
+  return true;
+}
+
 std::optional<std::string> serve(const std::string& path, const std::string& body) {
   auto& server = sServers.emplace_back(std::make_unique<vsession::LoopbackWebServer>(
       std::map<std::string, vsession::WebAnswer>{{path, vsession::WebAnswer{200, body}}}));

@@ -79,6 +79,10 @@ bool handScrollsTrackpad(double, int) {
   return false;
 }
 
+bool applicationStopsAnswering(int32_t, double) {
+  return false;
+}
+
 std::optional<std::string> serve(const std::string& path, const std::string& body) {
 #if VARSEL_LOOPBACK_SERVER
   auto& server = sServers.emplace_back(std::make_unique<vsession::LoopbackWebServer>(

@@ -278,6 +278,22 @@ AXError VirtualAccessibility::check(AXUIElementRef element) {
   return kAXErrorSuccess;
 }
 
+AXError VirtualAccessibility::waitForAnswer(int32_t pid) {
+  auto hang = hangs_.find(pid);
+  if (hang == hangs_.end()) return kAXErrorSuccess;
+  double now = threading_.absoluteTimeGetCurrent();
+  auto [from, until] = hang->second;
+  if (now < from || now >= until) return kAXErrorSuccess;
+  double timeout = messagingTimeout_;
+  double wait = std::min(until - now, timeout);
+  if (wait_) {
+    wait_(wait);
+  } else {
+    threading_.sleepForTimeInterval(wait);
+  }
+  return until - now > timeout ? kAXErrorCannotComplete : kAXErrorSuccess;
+}
+
 AXError VirtualAccessibility::copyElementAtPosition(AXUIElementRef application, float x, float y,
                                                     AXUIElementRef* element) {
   *element = nullptr;
@@ -289,6 +305,7 @@ AXError VirtualAccessibility::copyElementAtPosition(AXUIElementRef application, 
     auto node = windows_.find(w.number);
     if (node == windows_.end()) return kAXErrorCannotComplete;  // no tree for this window
     if (auto a = appErrors_.find(w.pid); a != appErrors_.end()) return a->second;
+    if (AXError error = waitForAnswer(w.pid)) return error;
     *element = handle(deepestAt(node->second, x, y));
     return kAXErrorSuccess;
   }
@@ -335,6 +352,7 @@ std::optional<AXValue> VirtualAccessibility::attribute(AXNode* e, std::string_vi
 AXError VirtualAccessibility::copyAttributeValue(AXUIElementRef element, std::string_view name,
                                                  AXValue* value) {
   if (AXError error = check(element)) return error;
+  if (AXError error = waitForAnswer(element->node->pid)) return error;
   if (logReads_ && !reads_.emplace(element->node, std::string(name)).second) ++repeatedReads_;
   std::optional<AXValue> found = attribute(element->node, name);
   if (!found) return kAXErrorNoValue;
@@ -345,6 +363,7 @@ AXError VirtualAccessibility::copyAttributeValue(AXUIElementRef element, std::st
 AXError VirtualAccessibility::copyAttributeNames(AXUIElementRef element,
                                                  std::vector<std::string>* names) {
   if (AXError error = check(element)) return error;
+  if (AXError error = waitForAnswer(element->node->pid)) return error;
   names->clear();
   for (const char* name : kAttributeNames) {
     std::optional<AXValue> value = attribute(element->node, name);

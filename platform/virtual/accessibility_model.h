@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <deque>
+#include <functional>
 #include <map>
 #include <optional>
 #include <set>
@@ -135,6 +136,12 @@ class VirtualAccessibility final : public port::Accessibility {
   // How long a call may wait for an application's answer: the system's default until the
   // agent sets one on the system-wide element.
   float messagingTimeout() const { return messagingTimeout_; }
+  // Application `pid` answers no request from `from` to `until` (absolute times): a call to it
+  // meanwhile blocks the calling thread until it answers or the messaging timeout passes, and
+  // then fails with kAXErrorCannotComplete, as the system's does.
+  void hangApplication(int32_t pid, double from, double until) { hangs_[pid] = {from, until}; }
+  // How the calling thread waits `seconds` for an application's answer.
+  void setWaiter(std::function<void(double seconds)> wait) { wait_ = std::move(wait); }
   static constexpr float kDefaultMessagingTimeout = 6.0f;
   void retain(port::AXUIElementRef element) override;
   void release(port::AXUIElementRef element) override;
@@ -151,6 +158,9 @@ class VirtualAccessibility final : public port::Accessibility {
   // The handle's node; a handle that was released is the caller's bug and ends the run.
   AXNode* nodeOf(port::AXUIElementRef element) const;
   port::AXError check(port::AXUIElementRef element);
+  // A request that application `pid` must answer: kAXErrorSuccess once it has, or the
+  // timeout's error after the messaging timeout of waiting for a hung one.
+  port::AXError waitForAnswer(int32_t pid);
   // A handle to a tree that was rebuilt since: its node is gone (the system-wide element
   // belongs to no tree).
   bool ofAnEarlierTree(port::AXUIElementRef element) const {
@@ -183,6 +193,8 @@ class VirtualAccessibility final : public port::Accessibility {
   uint64_t repeatedReads_ = 0;
   bool logReads_ = false;
   float messagingTimeout_ = kDefaultMessagingTimeout;
+  std::map<int32_t, std::pair<double, double>> hangs_;
+  std::function<void(double)> wait_;
 };
 
 }  // namespace vsession

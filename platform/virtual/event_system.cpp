@@ -268,6 +268,27 @@ CFRunLoopSourceRef EventSystem::machPortCreateRunLoopSource(CFMachPortRef tap, i
   return tap->source;
 }
 
+bool EventSystem::servesTap(LaneId lane) const {
+  return std::any_of(order_.begin(), order_.end(), [lane](const MachPort* tap) {
+    return tap->enabled && tap->source && tap->source->loop && tap->source->loop->lane == lane;
+  });
+}
+
+void EventSystem::threadBlocked(LaneId lane, double seconds) {
+  if (seconds <= kTapTimeout) return;
+  for (MachPort* tap : order_) {
+    if (!tap->enabled || !tap->source || !tap->source->loop || tap->source->loop->lane != lane) {
+      continue;
+    }
+    tap->enabled = false;
+    scheduler_.schedule(scheduler_.now(), lane, "tap", [this, tap] {
+      CGEventRef notice = newEvent(kCGEventNull);
+      tap->callback(&tap->proxy, kCGEventTapDisabledByTimeout, notice, tap->userInfo);
+      release(notice);
+    });
+  }
+}
+
 void EventSystem::timeOutTapsInSleep() {
   for (MachPort* tap : order_) tap->enabled = false;
 }

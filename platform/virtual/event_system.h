@@ -28,6 +28,14 @@ class EventSystem final : public port::QuartzEvents, public port::CocoaEvents {
   void dispatchHardware(port::CGEventRef event);
   // The system disables `tap` and tells its callback why (timeout or user input).
   void disableTap(port::CFMachPortRef tap, port::CGEventType reason);
+  // The thread of `lane` was just blocked for `seconds`: each enabled tap it serves that was
+  // kept waiting past the tap timeout is disabled, its notice delivered once the thread is
+  // free again; the input meant for it waited meanwhile and now passes it by.
+  void threadBlocked(LaneId lane, double seconds);
+  // Whether the thread of `lane` serves an enabled tap.
+  bool servesTap(LaneId lane) const;
+  // How long the window server waits for a tap's callback before it disables the tap.
+  static constexpr double kTapTimeout = 1.0;
   // The machine slept: every enabled tap timed out. Their notices went out while the
   // agent's threads were suspended and are lost, so only a later re-enable brings them back.
   void timeOutTapsInSleep();

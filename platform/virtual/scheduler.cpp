@@ -101,6 +101,19 @@ void Scheduler::runOnLane(LaneId lane, const char* what, void (*work)(void*), vo
   if (lane != kSystemLane && afterWake_) afterWake_();
 }
 
+void Scheduler::run(Task& task) {
+  // A task that fell due while a thread slept runs late; the clock never goes back.
+  if (task.due > now_) now_ = task.due;
+  if (task.lane == kSystemLane) {
+    LaneId outer = current_;
+    current_ = kSystemLane;
+    task.work();
+    current_ = outer;
+  } else {
+    runOnLane(task.lane, task.what, [&task] { task.work(); });
+  }
+}
+
 void Scheduler::runUntil(double until) {
   while (!stopped_ && !queue_.empty() && queue_.front().due <= until) {
     std::pop_heap(queue_.begin(), queue_.end(), Later{});
@@ -110,18 +123,34 @@ void Scheduler::runUntil(double until) {
       cancelled_.erase(task.seq);
       continue;
     }
-    // A task that fell due while a thread slept runs late; the clock never goes back.
-    if (task.due > now_) now_ = task.due;
-    if (task.lane == kSystemLane) {
-      LaneId outer = current_;
-      current_ = kSystemLane;
-      task.work();
-      current_ = outer;
-    } else {
-      runOnLane(task.lane, task.what, [&task] { task.work(); });
-    }
+    run(task);
   }
   if (!stopped_ && until > now_) now_ = until;
+}
+
+void Scheduler::block(double seconds, bool holdInput) {
+  if (!(seconds > 0)) return;
+  LaneId held = current_;
+  double until = now_ + seconds;
+  std::vector<Task> waiting;
+  while (!stopped_ && !queue_.empty() && queue_.front().due <= until) {
+    std::pop_heap(queue_.begin(), queue_.end(), Later{});
+    Task task = std::move(queue_.back());
+    queue_.pop_back();
+    if (dropped(task)) {
+      cancelled_.erase(task.seq);
+      continue;
+    }
+    if (task.lane == held || (holdInput && task.lane == kSystemLane)) {
+      waiting.push_back(std::move(task));
+      continue;
+    }
+    run(task);
+  }
+  // What waited runs once the thread is free, in the order it would have.
+  for (Task& task : waiting) push(std::move(task));
+  current_ = held;
+  if (until > now_) now_ = until;
 }
 
 }  // namespace vsession

@@ -66,6 +66,11 @@ class Scheduler {
   void advance(double seconds) {
     if (seconds > 0) now_ += seconds;  // a sleep of no time, or less, takes none
   }
+  // The current task's thread waits `seconds` for another process to answer: the other
+  // threads run meanwhile, and this thread's own tasks that fall due wait for it, and so does
+  // the input (the system lane's tasks) with `holdInput`, as it does for a thread that serves
+  // an event tap.
+  void block(double seconds, bool holdInput);
   // The machine sleeps for `seconds`: the clock (wall time) jumps, but the agent's timers
   // and delayed blocks count machine time, which stood still, so each still has as long to
   // go after the wake as it had before. What the system itself had due meanwhile (input)
@@ -107,6 +112,7 @@ class Scheduler {
 
   static constexpr size_t kFirstCompaction = 4096;
 
+  void run(Task& task);
   // `due`, or now for a time already past (counted).
   double notPast(double due);
   void push(Task task);

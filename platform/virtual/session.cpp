@@ -42,6 +42,17 @@ VirtualSession::VirtualSession(const SessionConfig& config)
   world_.screens = config.screens;
   world_.cursor = world_.clampToScreens(config.cursor);
   input_.placeHand();
+  for (const VirtualApp& app : config.apps) {
+    if (!app.hang) continue;
+    double from = config.startTime + app.hang->first;
+    accessibility_.hangApplication(app.pid, from, from + app.hang->second);
+  }
+  // A thread waiting for an application holds only itself, and the input if it serves a tap.
+  accessibility_.setWaiter([this](double seconds) {
+    LaneId lane = scheduler_.currentLane();
+    scheduler_.block(seconds, events_.servesTap(lane));
+    events_.threadBlocked(lane, seconds);
+  });
   world_.apps = config.apps;
   world_.windows = config.windows;
   world_.frontPid = config.frontPid;

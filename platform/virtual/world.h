@@ -49,6 +49,9 @@ struct VirtualApp {
   uint32_t fileType = 0x4150504C;  // 'APPL'
   uint32_t creator = 0;            // most modern applications have no creator code
   uint64_t eventsReceived = 0;
+  // Seconds after the session's start and for how long the application answers no request
+  // (it hangs): accessibility calls to it block until it answers or they time out.
+  std::optional<std::pair<double, double>> hang;
 
   std::string displayName() const { return name.value_or(bundleIdentifier.value_or(processName)); }
 };

@@ -2,6 +2,7 @@
 // system-wide element, keeps elements in sets by CFEqual and CFHash (each copy a new handle),
 // and bounds every call with a messaging timeout.
 #include <algorithm>
+#include <atomic>
 #include <optional>
 #include <string>
 
@@ -120,6 +121,65 @@ TEST_F(AccessibilityContract, APointOverTheDesktopIsNeverSuccessWithNoElement) {
     EXPECT_EQ(element, nullptr);
   }
   if (element) ax().release(element);
+  ax().release(systemWide);
+}
+
+// A call to an application that does not answer holds the calling thread until the messaging
+// timeout and then fails; one that answers within it succeeds late. A tap served by a thread
+// held past the tap timeout is disabled and told so once the thread is free.
+TEST_F(AccessibilityContract, ACallToAHungApplicationTakesTheMessagingTimeoutThenFails) {
+  if (!trusted()) GTEST_SKIP() << contract::kNeedsAccessibility;
+  std::optional<WindowInfo> window = frontWindow();
+  if (!window) GTEST_SKIP() << "no window of another application on screen to point at";
+  float x = static_cast<float>(window->bounds.origin.x + window->bounds.size.width / 2);
+  float y = static_cast<float>(window->bounds.origin.y + window->bounds.size.height / 2);
+  Clock& clock = *ports().clock;
+  AXUIElementRef systemWide = ax().createSystemWide();
+  ASSERT_EQ(ax().setMessagingTimeout(systemWide, 0.25f), kAXErrorSuccess);
+
+  if (!contract::applicationStopsAnswering(window->ownerPid, 10)) {
+    ax().release(systemWide);
+    GTEST_SKIP() << contract::kNeedsAHungApplication;
+  }
+  AXUIElementRef element = nullptr;
+  double before = clock.absoluteTimeGetCurrent();
+  EXPECT_EQ(ax().copyElementAtPosition(systemWide, x, y, &element), kAXErrorCannotComplete);
+  double waited = clock.absoluteTimeGetCurrent() - before;
+  EXPECT_GE(waited, 0.25);
+  EXPECT_LT(waited, 1.0);
+  EXPECT_EQ(element, nullptr);
+
+  // Answering within the timeout: late, but whole.
+  contract::runFor(10);
+  contract::applicationStopsAnswering(window->ownerPid, 0.1);
+  before = clock.absoluteTimeGetCurrent();
+  ASSERT_EQ(ax().copyElementAtPosition(systemWide, x, y, &element), kAXErrorSuccess);
+  EXPECT_GE(clock.absoluteTimeGetCurrent() - before, 0.1);
+  ax().release(element);
+  element = nullptr;
+
+  // With the system's own timeout, a thread that serves a tap is held past the tap timeout.
+  struct Notices {
+    std::atomic<int> timeouts{0};
+    static CGEventRef tap(CGEventTapProxy, CGEventType type, CGEventRef e, void* info) {
+      if (type == kCGEventTapDisabledByTimeout) ++static_cast<Notices*>(info)->timeouts;
+      return e;
+    }
+  };
+  Notices& notices = contract::outliving<Notices>();
+  QuartzEvents& q = *ports().quartz;
+  CFMachPortRef tap =
+      q.tapCreate(kCGSessionEventTap, kCGHeadInsertEventTap, kCGEventTapOptionDefault,
+                  CGEventMaskBit(kCGEventScrollWheel), Notices::tap, &notices);
+  ASSERT_NE(tap, nullptr);
+  ports().runLoops->addSource(ports().runLoops->getMain(), q.machPortCreateRunLoopSource(tap, 0),
+                              RunLoopMode::kCommon);
+  q.tapEnable(tap, true);
+  ASSERT_EQ(ax().setMessagingTimeout(systemWide, 3.0f), kAXErrorSuccess);
+  contract::applicationStopsAnswering(window->ownerPid, 10);
+  EXPECT_EQ(ax().copyElementAtPosition(systemWide, x, y, &element), kAXErrorCannotComplete);
+  EXPECT_FALSE(q.tapIsEnabled(tap));
+  EXPECT_TRUE(contract::runUntil([&] { return notices.timeouts.load() == 1; }, 1));
   ax().release(systemWide);
 }
 

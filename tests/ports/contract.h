@@ -41,6 +41,11 @@ bool handMovesMouse(port::CGPoint by);
 bool handTurnsWheel(double notches);
 bool handHoldsShift(bool held);
 bool handScrollsTrackpad(double pixelsY, int quartzPhase);
+// Application `pid` stops answering for `seconds` from now, as a hung one does; false where
+// the implementation cannot make it (the contract then skips with kNeedsAHungApplication).
+bool applicationStopsAnswering(int32_t pid, double seconds);
+inline constexpr const char* kNeedsAHungApplication =
+    "needs an application that stops answering, which only the virtual session can make";
 inline constexpr const char* kNeedsAHand =
     "needs a hand on the mouse, wheel or trackpad, which only the virtual session can lend a test";
 

@@ -66,6 +66,7 @@ vsession::SessionConfig sessionConfigFor(const Scenario& s, const RunOptions& op
     v.processName = app.process.empty() ? app.name.value_or("") : app.process;
     v.bundlePath = app.path;
     v.creator = app.creator;
+    v.hang = app.hang;
     config.apps.push_back(v);
   }
   return config;

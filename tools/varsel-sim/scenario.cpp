@@ -303,7 +303,7 @@ vsession::UiSpec readUi(const Node& node, int depth) {
 }
 
 ScenarioApp readApp(const Node& node) {
-  node.expectObject({"pid", "bundle", "name", "process", "path", "creator", "windows"});
+  node.expectObject({"pid", "bundle", "name", "process", "path", "creator", "windows", "hang"});
   ScenarioApp app;
   app.pid = static_cast<int32_t>(node.at("pid").integerIn(1, 99999));
   if (node.has("bundle")) app.bundle = node.at("bundle").string();
@@ -311,6 +311,11 @@ ScenarioApp readApp(const Node& node) {
   if (node.has("process")) app.process = node.at("process").string();
   if (node.has("path")) app.path = node.at("path").string();
   if (node.has("creator")) app.creator = readCreator(node.at("creator"));
+  if (node.has("hang")) {
+    std::vector<Node> span = node.at("hang").elements();
+    if (span.size() != 2) node.at("hang").fail("expected [start, seconds]");
+    app.hang = {span[0].numberIn(0, 1e7), span[1].numberIn(0, 1e7)};
+  }
   if (node.has("windows")) {
     for (const Node& w : node.at("windows").elements()) {
       w.expectObject({"number", "frame", "title", "layer", "ui"});

@@ -40,6 +40,8 @@ struct ScenarioApp {
   std::optional<std::string> path;
   uint32_t creator = 0;  // four-character code, 0 for none
   std::vector<ScenarioWindow> windows;
+  // From this many seconds after the start, for that many, the application answers nothing.
+  std::optional<std::pair<double, double>> hang;
 };
 
 // Settings as the preference pane writes them: global keys, the settings for all
