@@ -86,6 +86,11 @@ bool applicationStopsAnswering(int32_t pid, double seconds) {
   return true;
 }
 
+bool revokeAccessibility() {
+  sSession->setAccessibilityTrusted(false);
+  return true;
+}
+
 std::optional<std::string> serve(const std::string& path, const std::string& body) {
   auto& server = sServers.emplace_back(std::make_unique<vsession::LoopbackWebServer>(
       std::map<std::string, vsession::WebAnswer>{{path, vsession::WebAnswer{200, body}}}));

@@ -83,6 +83,10 @@ bool applicationStopsAnswering(int32_t, double) {
   return false;
 }
 
+bool revokeAccessibility() {
+  return false;
+}
+
 std::optional<std::string> serve(const std::string& path, const std::string& body) {
 #if VARSEL_LOOPBACK_SERVER
   auto& server = sServers.emplace_back(std::make_unique<vsession::LoopbackWebServer>(

@@ -189,6 +189,7 @@ void EventSystem::throughTaps(CGEventRef event, CGEventTapLocation entry) {
   // A mask has a bit for each type below 64; no tap can ask for a type beyond.
   bool maskable = event->type < 64;
   for (MachPort* tap : taps) {
+    if (!trusted_ && tap->options != kCGEventTapOptionListenOnly) continue;
     if (tap->location < entry || !tap->enabled || !maskable ||
         !(tap->mask & CGEventMaskBit(event->type)) || !tap->source || !tap->source->loop) {
       continue;

@@ -32,6 +32,14 @@ class EventSystem final : public port::QuartzEvents, public port::CocoaEvents {
   // kept waiting past the tap timeout is disabled, its notice delivered once the thread is
   // free again; the input meant for it waited meanwhile and now passes it by.
   void threadBlocked(LaneId lane, double seconds);
+  // The process's accessibility permission, which active taps need. Apple documents that a
+  // tap cannot be made without it; what happens to live taps when the user withdraws it is
+  // not documented, and the model follows what developers widely report on current systems:
+  // the window server stops sending events to the process's active taps (events pass them by
+  // untouched), while the taps still answer that they are enabled and get no notice; the
+  // events come to them again once the permission returns. Listen-only taps, which need
+  // Input Monitoring instead, go on hearing.
+  void setProcessTrusted(bool trusted) { trusted_ = trusted; }
   // Whether the thread of `lane` serves an enabled tap.
   bool servesTap(LaneId lane) const;
   // How long the window server waits for a tap's callback before it disables the tap.
@@ -51,6 +59,7 @@ class EventSystem final : public port::QuartzEvents, public port::CocoaEvents {
     swallowWatcher_ = std::move(watcher);
   }
   size_t liveEvents() const { return live_; }
+  bool trusted() const { return trusted_; }
   // Asked first for each button event that reaches the desktop: the pid of the process whose
   // own window took it, or 0 to deliver it to the application under it.
   void setWindowMouseRouter(std::function<int32_t(port::CGEventRef)> router) {
@@ -149,6 +158,7 @@ class EventSystem final : public port::QuartzEvents, public port::CocoaEvents {
   std::deque<port::CGEvent> records_;
   std::vector<port::CGEvent*> free_;
   size_t live_ = 0;
+  bool trusted_ = true;
   std::deque<port::CGEventSource> sources_;
   std::deque<port::MachPort> tapStore_;
   std::vector<port::MachPort*> order_;

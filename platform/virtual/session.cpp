@@ -102,9 +102,12 @@ VirtualSession::VirtualSession(const SessionConfig& config)
                 {"x", moved->offset.x},
                 {"y", moved->offset.y}});
   });
-  accessibility_.setTrusted(config.accessibilityTrusted);
+  setAccessibilityTrusted(config.accessibilityTrusted);
+  if (config.accessibilityRevokedAt) {
+    at(*config.accessibilityRevokedAt, [this] { setAccessibilityTrusted(false); });
+  }
   if (config.accessibilityGrantedAt) {
-    at(*config.accessibilityGrantedAt, [this] { accessibility_.setTrusted(true); });
+    at(*config.accessibilityGrantedAt, [this] { setAccessibilityTrusted(true); });
   }
   platform_.notifications = &notifications_;
   platform_.messagePorts = &messagePorts_;

@@ -52,6 +52,7 @@ struct SessionConfig {
   std::optional<double> scrollWheelScaling;
   bool accessibilityTrusted = true;              // the agent's accessibility permission
   std::optional<double> accessibilityGrantedAt;  // seconds after the start
+  std::optional<double> accessibilityRevokedAt;  // seconds after the start
   bool paneRunning = false;  // the preference pane is open and listens on its port
   // The user's home folder; a fresh temporary one, removed afterwards, when not given.
   std::optional<std::filesystem::path> home;
@@ -98,6 +99,11 @@ class VirtualSession {
   VirtualUpdateFetch& updateFetch() { return updateFetch_; }
   const std::filesystem::path& home() const { return home_; }
 
+  // The user grants the agent the accessibility permission or withdraws it.
+  void setAccessibilityTrusted(bool trusted) {
+    accessibility_.setTrusted(trusted);
+    events_.setProcessTrusted(trusted);
+  }
   // The preference pane opens (its port appears) or closes.
   void setPaneRunning(bool running);
   // The pane posts a message to the agent ("m" and, for some, "s").

@@ -46,6 +46,12 @@ bool handScrollsTrackpad(double pixelsY, int quartzPhase);
 bool applicationStopsAnswering(int32_t pid, double seconds);
 inline constexpr const char* kNeedsAHungApplication =
     "needs an application that stops answering, which only the virtual session can make";
+// The user withdraws this program's accessibility permission; false where the implementation
+// cannot (the contract then skips with kNeedsARevocation).
+bool revokeAccessibility();
+inline constexpr const char* kNeedsARevocation =
+    "needs the accessibility permission withdrawn while the test runs, which only the virtual "
+    "session can do";
 inline constexpr const char* kNeedsAHand =
     "needs a hand on the mouse, wheel or trackpad, which only the virtual session can lend a test";
 

@@ -231,4 +231,42 @@ TEST_F(EventTapContract, APostedScrollEventReachesASessionTapWithItsDeltasAndMar
   q.sourceRelease(ours);
 }
 
+// When the user withdraws the permission, the process's active taps hear nothing more, with no
+// notice and still answering that they are enabled, and its accessibility calls are refused.
+TEST_F(EventTapContract, AWithdrawnPermissionSilencesActiveTapsWithoutNotice) {
+  if (!trusted()) GTEST_SKIP() << contract::kNeedsAccessibility;
+  QuartzEvents& q = *ports().quartz;
+  Seen& seen = contract::outliving<Seen>();
+  seen.q = &q;
+  CFMachPortRef tap =
+      q.tapCreate(kCGSessionEventTap, kCGHeadInsertEventTap, kCGEventTapOptionDefault,
+                  CGEventMaskBit(kCGEventScrollWheel), Seen::tap, &seen);
+  ASSERT_NE(tap, nullptr);
+  ports().runLoops->addSource(ports().runLoops->getMain(), q.machPortCreateRunLoopSource(tap, 0),
+                              RunLoopMode::kCommon);
+  q.tapEnable(tap, true);
+  CGEventSourceRef ours = q.sourceCreate(kCGEventSourceStatePrivate);
+  q.sourceSetUserData(ours, kOurMark);
+  auto post = [&] {
+    CGEventRef e = q.createScrollWheelEvent2(ours, kCGScrollEventUnitLine, 1, 0, 0, 0);
+    q.post(kCGSessionEventTap, e);
+    q.release(e);
+  };
+  post();
+  ASSERT_TRUE(runUntil([&] { return seen.count.load() == 1; }, 2));
+
+  if (!contract::revokeAccessibility()) GTEST_SKIP() << contract::kNeedsARevocation;
+  EXPECT_FALSE(ports().accessibility->isProcessTrustedWithOptions(false));
+  post();
+  runFor(0.3);
+  EXPECT_EQ(seen.count.load(), 1) << "an active tap heard an event after the permission went";
+  EXPECT_TRUE(q.tapIsEnabled(tap));
+  AXUIElementRef systemWide = ports().accessibility->createSystemWide();
+  AXUIElementRef element = nullptr;
+  EXPECT_EQ(ports().accessibility->copyElementAtPosition(systemWide, 10, 10, &element),
+            kAXErrorAPIDisabled);
+  ports().accessibility->release(systemWide);
+  q.sourceRelease(ours);
+}
+
 }  // namespace

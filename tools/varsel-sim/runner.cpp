@@ -35,6 +35,7 @@ vsession::SessionConfig sessionConfigFor(const Scenario& s, const RunOptions& op
   config.scrollWheelScaling = s.scrollWheelScaling;
   config.accessibilityTrusted = s.accessibility;
   config.accessibilityGrantedAt = s.accessibilityGrantedAt;
+  config.accessibilityRevokedAt = s.accessibilityRevokedAt;
   config.paneRunning = s.pane;
   if (s.home) config.home = *s.home;
   config.frontPid = s.front;

@@ -611,8 +611,8 @@ Scenario parseScenario(const std::string& text, const std::string& file) {
   if (root.has("system")) {
     Node system = root.at("system");
     system.expectObject({"version", "scrollWheelScaling", "accessibility", "accessibilityGrantedAt",
-                         "pane", "home", "agentVersion", "date", "agentPath", "authorization",
-                         "loginItems"});
+                         "accessibilityRevokedAt", "pane", "home", "agentVersion", "date",
+                         "agentPath", "authorization", "loginItems"});
     if (system.has("agentPath")) {
       s.agentPath = system.at("agentPath").string();
       if (!s.agentPath->starts_with("/")) system.at("agentPath").fail("an absolute path");
@@ -628,6 +628,9 @@ Scenario parseScenario(const std::string& text, const std::string& file) {
     if (system.has("version")) s.systemVersion = readVersion(system.at("version"));
     if (system.has("scrollWheelScaling")) {
       s.scrollWheelScaling = system.at("scrollWheelScaling").numberIn(-1, 100);
+    }
+    if (system.has("accessibilityRevokedAt")) {
+      s.accessibilityRevokedAt = system.at("accessibilityRevokedAt").numberIn(0, 1e6);
     }
     if (system.has("accessibilityGrantedAt")) {
       Node grantedAt = system.at("accessibilityGrantedAt");

@@ -182,6 +182,7 @@ struct Scenario {
   std::optional<double> scrollWheelScaling;
   bool accessibility = true;
   std::optional<double> accessibilityGrantedAt;
+  std::optional<double> accessibilityRevokedAt;
   bool pane = false;                // the preference pane runs
   std::optional<std::string> home;  // resolved against the scenario's folder
   std::vector<port::CGRect> screens;
