@@ -86,6 +86,10 @@ bool applicationStopsAnswering(int32_t pid, double seconds) {
   return true;
 }
 
+bool someoneAnswersAlerts() {
+  return true;
+}
+
 bool revokeAccessibility() {
   sSession->setAccessibilityTrusted(false);
   return true;

@@ -117,4 +117,25 @@ TEST_F(ZoneOffsetsTest, AFolderThatCannotBeMadeIsLoggedAndShown) {
       << line;
 }
 
+// The alert holds the main thread in its own mode, which does not serve the keyboard tap
+// (it is served in the default mode there): a key pressed meanwhile keeps the window server
+// waiting its second, then passes unshaped with that tap disabled until the notice is handled.
+TEST_F(ZoneOffsetsTest, AKeyPressedUnderTheAlertWaitsASecondForTheKeyboardTap) {
+  writeFile("x", {});
+  fs::remove_all(folder());
+  std::ofstream(folder()) << "not a folder";
+  double pressedAt = agent.session().elapsed() + 0.5;
+  agent.at(pressedAt, [this] { agent.input().key(0, true); });
+  agent.at(pressedAt + 0.05, [this] { agent.input().key(0, false); });
+  EXPECT_FALSE(save_up_downOfst_forBid(1, 2, "com.example.reader"));
+  std::vector<double> keyDowns;
+  for (const auto& line : agent.linesOfKind("deliver")) {
+    if (line["type"] == kCGEventKeyDown) keyDowns.push_back(line["t"]);
+  }
+  ASSERT_EQ(keyDowns.size(), 1u);
+  EXPECT_NEAR(keyDowns[0], pressedAt + vsession::EventSystem::kTapTimeout, 0.011);
+  agent.runUntil(agent.session().elapsed() + 0.1);
+  for (const port::MachPort* tap : agent.events().taps()) EXPECT_TRUE(tap->enabled);
+}
+
 }  // namespace

@@ -83,6 +83,10 @@ bool applicationStopsAnswering(int32_t, double) {
   return false;
 }
 
+bool someoneAnswersAlerts() {
+  return false;
+}
+
 bool revokeAccessibility() {
   return false;
 }

@@ -193,6 +193,7 @@ int VirtualUserNotifications::runAlert(const std::string& message, const std::st
                                        const std::vector<std::string>& buttons) {
   trace_.add(scheduler_.now(), "dialog",
              {{"title", message}, {"text", information}, {"buttons", buttons}, {"shown", true}});
+  if (runModal_) runModal_(kAlertReadingTime);
   trace_.add(scheduler_.now(), "dialog",
              {{"title", message}, {"text", information}, {"buttons", buttons}, {"shown", false}});
   return 0;

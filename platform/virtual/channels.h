@@ -147,6 +147,10 @@ class VirtualUserNotifications final : public port::UserNotifications {
   void setDialogButtonHandler(port::DialogButtonCallBack callback) override { pressed_ = callback; }
   int runAlert(const std::string& message, const std::string& information,
                const std::vector<std::string>& buttons) override;
+  // How the calling thread runs an alert's modal loop until the user answers.
+  void setModalRunner(std::function<void(double seconds)> run) { runModal_ = std::move(run); }
+  // How long the user takes to read an alert and press its default button.
+  static constexpr double kAlertReadingTime = 2.0;
   bool openURL(const std::string& url) override;
 
   // The user clicks the last notification delivered and still shown; false when none.
@@ -164,6 +168,7 @@ class VirtualUserNotifications final : public port::UserNotifications {
   std::map<int64_t, port::PlistDict> delivered_;
   int64_t nextId_ = 1;
   std::optional<port::DialogTexts> dialog_;  // while the window shows
+  std::function<void(double)> runModal_;
 };
 
 }  // namespace vsession

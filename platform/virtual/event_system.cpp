@@ -194,6 +194,7 @@ void EventSystem::throughTaps(CGEventRef event, CGEventTapLocation entry) {
         !(tap->mask & CGEventMaskBit(event->type)) || !tap->source || !tap->source->loop) {
       continue;
     }
+    if (!tap->source->served() && !waitToBeServed(tap)) continue;
     CGEventRef result = nullptr;
     scheduler_.runOnLane(tap->source->loop->lane, "tap", [&] {
       result = tap->callback(&tap->proxy, event->type, event, tap->userInfo);
@@ -267,6 +268,36 @@ CFRunLoopSourceRef EventSystem::machPortCreateRunLoopSource(CFMachPortRef tap, i
   if (faults_.failTapSourceCreate.count(++tapSourcesCreated_) || !tap) return nullptr;
   tap->source = threading_.createSource();
   return tap->source;
+}
+
+// The tap's loop runs a mode that does not serve its source (an alert is up): the window
+// server waits for it, the input behind this event waiting too, up to the tap timeout; then
+// the tap is disabled and the event goes on. The notice comes once the loop serves the source.
+bool EventSystem::waitToBeServed(MachPort* tap) {
+  constexpr double kStep = 0.01;
+  for (double waited = 0; waited < kTapTimeout && !tap->source->served(); waited += kStep) {
+    scheduler_.block(kStep, false);
+  }
+  if (tap->source->served()) return tap->enabled;
+  tap->enabled = false;
+  unnoticed_.push_back(tap);
+  return false;
+}
+
+void EventSystem::modalEnded(LaneId lane) {
+  std::vector<MachPort*> waiting;
+  waiting.swap(unnoticed_);
+  for (MachPort* tap : waiting) {
+    if (!tap->source || !tap->source->loop || tap->source->loop->lane != lane) {
+      unnoticed_.push_back(tap);
+      continue;
+    }
+    scheduler_.schedule(scheduler_.now(), lane, "tap", [this, tap] {
+      CGEventRef notice = newEvent(kCGEventNull);
+      tap->callback(&tap->proxy, kCGEventTapDisabledByTimeout, notice, tap->userInfo);
+      release(notice);
+    });
+  }
 }
 
 bool EventSystem::servesTap(LaneId lane) const {

@@ -40,6 +40,8 @@ class EventSystem final : public port::QuartzEvents, public port::CocoaEvents {
   // events come to them again once the permission returns. Listen-only taps, which need
   // Input Monitoring instead, go on hearing.
   void setProcessTrusted(bool trusted) { trusted_ = trusted; }
+  // The loop of `lane` left its modal mode: taps disabled meanwhile get their notice.
+  void modalEnded(LaneId lane);
   // Whether the thread of `lane` serves an enabled tap.
   bool servesTap(LaneId lane) const;
   // How long the window server waits for a tap's callback before it disables the tap.
@@ -148,6 +150,8 @@ class EventSystem final : public port::QuartzEvents, public port::CocoaEvents {
   void stampSource(port::CGEventRef e, port::CGEventSourceRef source);
   // Passes `event` (one reference owned) through the taps from `entry` on, then delivers it.
   void throughTaps(port::CGEventRef event, port::CGEventTapLocation entry);
+  // Whether `tap`, its source not served now, is served within the tap timeout.
+  bool waitToBeServed(port::MachPort* tap);
   void deliver(port::CGEventRef event);
 
   Scheduler& scheduler_;
@@ -159,6 +163,7 @@ class EventSystem final : public port::QuartzEvents, public port::CocoaEvents {
   std::vector<port::CGEvent*> free_;
   size_t live_ = 0;
   bool trusted_ = true;
+  std::vector<port::MachPort*> unnoticed_;  // disabled while their loop was modal
   std::deque<port::CGEventSource> sources_;
   std::deque<port::MachPort> tapStore_;
   std::vector<port::MachPort*> order_;

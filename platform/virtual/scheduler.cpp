@@ -128,7 +128,7 @@ void Scheduler::runUntil(double until) {
   if (!stopped_ && until > now_) now_ = until;
 }
 
-void Scheduler::block(double seconds, bool holdInput) {
+void Scheduler::runAside(double seconds, bool holdSelf, bool holdInput) {
   if (!(seconds > 0)) return;
   LaneId held = current_;
   double until = now_ + seconds;
@@ -141,7 +141,7 @@ void Scheduler::block(double seconds, bool holdInput) {
       cancelled_.erase(task.seq);
       continue;
     }
-    if (task.lane == held || (holdInput && task.lane == kSystemLane)) {
+    if ((holdSelf && task.lane == held) || (holdInput && task.lane == kSystemLane)) {
       waiting.push_back(std::move(task));
       continue;
     }

@@ -70,7 +70,10 @@ class Scheduler {
   // threads run meanwhile, and this thread's own tasks that fall due wait for it, and so does
   // the input (the system lane's tasks) with `holdInput`, as it does for a thread that serves
   // an event tap.
-  void block(double seconds, bool holdInput);
+  void block(double seconds, bool holdInput) { runAside(seconds, true, holdInput); }
+  // The current task's thread runs a loop of its own for `seconds` (a modal alert's): every
+  // thread, this one included, runs what falls due meanwhile.
+  void runNested(double seconds) { runAside(seconds, false, false); }
   // The machine sleeps for `seconds`: the clock (wall time) jumps, but the agent's timers
   // and delayed blocks count machine time, which stood still, so each still has as long to
   // go after the wake as it had before. What the system itself had due meanwhile (input)
@@ -113,6 +116,7 @@ class Scheduler {
   static constexpr size_t kFirstCompaction = 4096;
 
   void run(Task& task);
+  void runAside(double seconds, bool holdSelf, bool holdInput);
   // `due`, or now for a time already past (counted).
   double notPast(double due);
   void push(Task task);

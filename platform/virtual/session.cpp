@@ -47,6 +47,14 @@ VirtualSession::VirtualSession(const SessionConfig& config)
     double from = config.startTime + app.hang->first;
     accessibility_.hangApplication(app.pid, from, from + app.hang->second);
   }
+  // An alert runs its modal loop on the calling thread until the user answers.
+  userNotifications_.setModalRunner([this](double seconds) {
+    LaneId lane = scheduler_.currentLane();
+    threading_.enterModal(lane);
+    scheduler_.runNested(seconds);
+    threading_.leaveModal(lane);
+  });
+  threading_.setModalEndObserver([this](LaneId lane) { events_.modalEnded(lane); });
   // A thread waiting for an application holds only itself, and the input if it serves a tap.
   accessibility_.setWaiter([this](double seconds) {
     LaneId lane = scheduler_.currentLane();

@@ -39,13 +39,17 @@ void Threading::run() {
   loop->running = true;
 }
 
-void Threading::addSource(CFRunLoopRef rl, CFRunLoopSourceRef source, RunLoopMode) {
-  if (rl && source) source->loop = rl;
+void Threading::addSource(CFRunLoopRef rl, CFRunLoopSourceRef source, RunLoopMode mode) {
+  if (rl && source) {
+    source->loop = rl;
+    source->mode = mode;
+  }
 }
 
-void Threading::addTimer(CFRunLoopRef rl, CFRunLoopTimerRef timer, RunLoopMode) {
+void Threading::addTimer(CFRunLoopRef rl, CFRunLoopTimerRef timer, RunLoopMode mode) {
   if (!rl || !timer || !timer->valid) return;
   timer->loop = rl;
+  timer->mode = mode;
   scheduleTimer(timer);
 }
 
@@ -53,8 +57,8 @@ bool Threading::containsTimer(CFRunLoopRef rl, CFRunLoopTimerRef timer, RunLoopM
   return rl && timer && timer->valid && timer->loop == rl;
 }
 
-void Threading::performBlock(CFRunLoopRef rl, RunLoopMode, Block block) {
-  if (rl) rl->pending.push_back(std::move(block));
+void Threading::performBlock(CFRunLoopRef rl, RunLoopMode mode, Block block) {
+  if (rl) rl->pending.push_back({mode, std::move(block)});
 }
 
 void Threading::wakeUp(CFRunLoopRef rl) {
@@ -70,11 +74,39 @@ void Threading::drainBlocks(LaneId lane) {
   loop->wakeScheduled = false;
   if (!loop->running) return;
   while (!loop->pending.empty()) {
-    std::vector<Block> batch;
+    std::vector<RunLoop::Performed> batch;
     batch.swap(loop->pending);
     loop->pending.reserve(16);
-    for (Block& block : batch) block();
+    for (RunLoop::Performed& p : batch) {
+      // A modal loop keeps the default mode's blocks, in order, for later.
+      if (loop->modal && p.mode == RunLoopMode::kDefault) {
+        loop->pending.push_back(std::move(p));
+        continue;
+      }
+      p.block();
+    }
+    if (loop->modal) break;
   }
+}
+
+void Threading::enterModal(LaneId lane) {
+  ++loopFor(lane)->modal;
+}
+
+void Threading::leaveModal(LaneId lane) {
+  RunLoop* loop = loopFor(lane);
+  if (loop->modal == 0 || --loop->modal > 0) return;
+  std::vector<std::pair<RunLoopTimer*, uint64_t>> due;
+  due.swap(waitingTimers_);
+  for (auto [timer, generation] : due) {
+    if (timer->loop != loop) {
+      waitingTimers_.emplace_back(timer, generation);
+    } else if (timer->valid && timer->generation == generation) {
+      scheduleTimer(timer);  // its date is past: the loop's next pass
+    }
+  }
+  if (!loop->pending.empty()) wakeUp(loop);
+  if (modalEnded_) modalEnded_(lane);
 }
 
 CFRunLoopTimerRef Threading::timerCreate(CFAbsoluteTime fireDate, CFTimeInterval interval,
@@ -109,6 +141,10 @@ void Threading::scheduleTimer(RunLoopTimer* timer) {
 
 void Threading::fireTimer(RunLoopTimer* timer) {
   if (!timer->valid) return;
+  if (timer->loop->modal && timer->mode == RunLoopMode::kDefault) {
+    waitingTimers_.emplace_back(timer, timer->generation);
+    return;
+  }
   uint64_t firing = timer->generation;
   timer->callout(timer, timer->info);
   // The callout may have invalidated the timer or given it a new fire date itself.

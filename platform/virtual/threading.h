@@ -3,6 +3,7 @@
 #pragma once
 
 #include <deque>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -18,7 +19,14 @@ struct RunLoop {
   vsession::LaneId lane = 0;
   bool running = false;
   bool wakeScheduled = false;
-  std::vector<Block> pending;  // CFRunLoopPerformBlock: run on the loop's next pass
+  // Running a mode of its own (a modal panel's, or event tracking): only what was added for
+  // the common modes is served meanwhile.
+  int modal = 0;
+  struct Performed {
+    RunLoopMode mode;
+    Block block;
+  };
+  std::vector<Performed> pending;  // CFRunLoopPerformBlock: run on the loop's next pass
 };
 
 struct RunLoopTimer {
@@ -27,6 +35,7 @@ struct RunLoopTimer {
   double interval = 0;
   CFRunLoopTimerCallBack callout = nullptr;
   void* info = nullptr;
+  RunLoopMode mode = RunLoopMode::kDefault;
   bool valid = true;
   // The agent gave up its reference (invalidate-and-release): the storage may be reused.
   bool released = false;
@@ -38,6 +47,9 @@ struct RunLoopTimer {
 // serviced on that loop's thread.
 struct RunLoopSource {
   RunLoop* loop = nullptr;
+  RunLoopMode mode = RunLoopMode::kDefault;
+  // Whether its loop serves it now.
+  bool served() const { return loop && (!loop->modal || mode == RunLoopMode::kCommon); }
 };
 
 struct DispatchQueue {
@@ -107,6 +119,15 @@ class Threading final : public port::Clock,
   // that is a crash, so the agent's mistake cannot go unseen.
   void autorelease(void (*release)(void* owner, void* object), void* owner, void* object);
 
+  // The thread of `lane` runs its loop in a mode of its own (an alert's) until the matching
+  // leave: timers, blocks and sources added for the default mode wait; those of the common
+  // modes go on. Leaving, what waited is served.
+  void enterModal(LaneId lane);
+  void leaveModal(LaneId lane);
+  // Told when a loop leaves its modal mode, so that sources that waited are served.
+  void setModalEndObserver(std::function<void(LaneId)> observer) {
+    modalEnded_ = std::move(observer);
+  }
   // The machine slept: the timers' fire dates (machine time) move with the wall clock.
   void machineSlept(double seconds);
   // Timers made and not invalidated (a one-shot timer is done once it fired).
@@ -131,7 +152,10 @@ class Threading final : public port::Clock,
   std::deque<port::RunLoopSource> sources_;
   std::deque<port::DispatchQueue> queues_;
   std::deque<port::Lock> locks_;
-  std::vector<port::Block> draining_;
+  std::vector<port::RunLoop::Performed> draining_;
+  // Default-mode timers due while their loop was modal, with the generation they had.
+  std::vector<std::pair<port::RunLoopTimer*, uint64_t>> waitingTimers_;
+  std::function<void(LaneId)> modalEnded_;
   struct Autoreleased {
     void (*release)(void*, void*);
     void* owner;

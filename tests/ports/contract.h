@@ -46,6 +46,13 @@ bool handScrollsTrackpad(double pixelsY, int quartzPhase);
 bool applicationStopsAnswering(int32_t pid, double seconds);
 inline constexpr const char* kNeedsAHungApplication =
     "needs an application that stops answering, which only the virtual session can make";
+// Whether someone answers this program's alerts with their default button a little while
+// after they appear (only the virtual session's user does; the contract then skips with
+// kNeedsSomeoneToAnswer).
+bool someoneAnswersAlerts();
+inline constexpr const char* kNeedsSomeoneToAnswer =
+    "needs someone to answer an alert, which only the virtual session's user does";
+
 // The user withdraws this program's accessibility permission; false where the implementation
 // cannot (the contract then skips with kNeedsARevocation).
 bool revokeAccessibility();

@@ -179,6 +179,74 @@ TEST_F(RunLoopContract, ATimerOnAnotherThreadFiresOnThatThread) {
   EXPECT_TRUE(state->onLoop.load());
 }
 
+// While an alert is up, the main thread runs the modal panel's mode: what was added for the
+// common modes goes on (timers, blocks, the main queue); what was added for the default mode
+// waits until the alert is answered. An event tap served there in the default mode keeps
+// the window server waiting, which disables it after the tap timeout and tells it once the
+// alert is gone.
+TEST_F(RunLoopContract, AnAlertHoldsTheDefaultModeButNotTheCommonModes) {
+  if (!contract::someoneAnswersAlerts()) GTEST_SKIP() << contract::kNeedsSomeoneToAnswer;
+  struct Seen {
+    Platform* p;
+    double commonAt = 0, defaultAt = 0, commonBlockAt = 0, defaultBlockAt = 0, queueAt = 0;
+    std::atomic<int> notices{0};
+    double now() { return p->clock->absoluteTimeGetCurrent(); }
+    static CGEventRef tap(CGEventTapProxy, CGEventType type, CGEventRef e, void* info) {
+      if (type == kCGEventTapDisabledByTimeout) ++static_cast<Seen*>(info)->notices;
+      return e;
+    }
+  };
+  Seen& seen = contract::outliving<Seen>();
+  seen.p = &ports();
+  double start = now();
+  CFRunLoopRef main = loops().getMain();
+  auto timer = [&](double at, RunLoopMode mode, CFRunLoopTimerCallBack callout) {
+    loops().addTimer(main, loops().timerCreate(start + at, 0, callout, &seen), mode);
+  };
+  timer(0.2, RunLoopMode::kCommon, [](CFRunLoopTimerRef, void* i) {
+    auto* s = static_cast<Seen*>(i);
+    s->commonAt = s->now();
+    s->p->runLoops->performBlock(s->p->runLoops->getMain(), RunLoopMode::kCommon,
+                                 [s] { s->commonBlockAt = s->now(); });
+    s->p->runLoops->performBlock(s->p->runLoops->getMain(), RunLoopMode::kDefault,
+                                 [s] { s->defaultBlockAt = s->now(); });
+    s->p->runLoops->wakeUp(s->p->runLoops->getMain());
+    s->p->dispatch->async(s->p->dispatch->getMainQueue(), [s] { s->queueAt = s->now(); });
+    // An event for a tap whose source the alert's mode does not serve.
+    QuartzEvents& q = *s->p->quartz;
+    CGEventRef e = q.createScrollWheelEvent2(nullptr, kCGScrollEventUnitLine, 1, 0, 0, 0);
+    q.post(kCGSessionEventTap, e);
+    q.release(e);
+  });
+  timer(0.2, RunLoopMode::kDefault, [](CFRunLoopTimerRef, void* i) {
+    static_cast<Seen*>(i)->defaultAt = static_cast<Seen*>(i)->now();
+  });
+  QuartzEvents& q = *ports().quartz;
+  CFMachPortRef tap =
+      q.tapCreate(kCGSessionEventTap, kCGHeadInsertEventTap, kCGEventTapOptionDefault,
+                  CGEventMaskBit(kCGEventScrollWheel), Seen::tap, &seen);
+  if (tap) {
+    loops().addSource(main, q.machPortCreateRunLoopSource(tap, 0), RunLoopMode::kDefault);
+    q.tapEnable(tap, true);
+  }
+  ports().userNotifications->runAlert("Varsel contract test", "An alert held open.", {"OK"});
+  double answered = now();
+  EXPECT_GT(answered, start + 0.5);
+  EXPECT_GE(seen.commonAt, start + 0.2);
+  EXPECT_LT(seen.commonAt, answered) << "a common-mode timer waited for the alert";
+  EXPECT_LT(seen.commonBlockAt, answered);
+  EXPECT_LT(seen.queueAt, answered) << "the main queue waited for the alert";
+  EXPECT_EQ(seen.defaultAt, 0) << "a default-mode timer fired under the alert";
+  EXPECT_EQ(seen.defaultBlockAt, 0) << "a default-mode block ran under the alert";
+  runFor(0.1);
+  EXPECT_GE(seen.defaultAt, answered);
+  EXPECT_GE(seen.defaultBlockAt, answered);
+  if (tap) {
+    EXPECT_FALSE(q.tapIsEnabled(tap)) << "the unserved tap was not timed out";
+    EXPECT_EQ(seen.notices.load(), 1);
+  }
+}
+
 class DispatchContract : public contract::PortContract {};
 
 TEST_F(DispatchContract, AQueueRunsItsBlocksInOrderOffTheMainThread) {
