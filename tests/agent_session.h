@@ -11,6 +11,7 @@
 #include "main.h"
 #include "platform/virtual/session.h"
 #include "platform/virtual/ui_builders.h"
+#include "two_windows.h"
 
 namespace testing_support {
 
@@ -19,22 +20,6 @@ inline constexpr uint64_t kShift = port::kCGEventFlagMaskShift;
 inline constexpr uint64_t kControl = port::kCGEventFlagMaskControl;
 inline constexpr uint64_t kOption = port::kCGEventFlagMaskAlternate;
 inline constexpr uint64_t kCommand = port::kCGEventFlagMaskCommand;
-
-inline vsession::SessionConfig twoWindowConfig() {
-  vsession::SessionConfig config;
-  config.apps.resize(2);
-  config.apps[0].pid = 501;
-  config.apps[0].bundleIdentifier = "com.example.reader";
-  config.apps[0].name = "Reader";
-  config.apps[1].pid = 502;
-  config.apps[1].bundleIdentifier = "com.example.editor";
-  config.apps[1].name = "Editor";
-  config.windows = {{101, 501, {{100, 100}, {800, 600}}, "Doc", 0, false, {}},
-                    {201, 502, {{700, 200}, {600, 500}}, "Notes", 0, false, {}}};
-  config.frontPid = 501;
-  config.cursor = {400, 400};
-  return config;
-}
 
 // The same with Reader's window holding a scroll area of 800 x 560 (Quartz 100,140 to
 // 900,700), its content half scrolled so that both hover zones exist.

@@ -8,6 +8,7 @@
 #include "platform/virtual/ui_builders.h"
 #include "platform/virtual/web_server.h"
 #include "tests/ports/contract.h"
+#include "tests/two_windows.h"
 
 namespace contract {
 
@@ -16,19 +17,10 @@ namespace {
 std::unique_ptr<vsession::VirtualSession> sSession;
 std::vector<std::unique_ptr<vsession::LoopbackWebServer>> sServers;
 
+// The reader's window holds a scroll area, so that the element under it is one.
 vsession::SessionConfig sessionConfig() {
-  vsession::SessionConfig config;
-  config.apps.resize(2);
-  config.apps[0].pid = 501;
-  config.apps[0].bundleIdentifier = "com.example.reader";
-  config.apps[0].name = "Reader";
-  config.apps[1].pid = 502;
-  config.apps[1].bundleIdentifier = "com.example.editor";
-  config.apps[1].name = "Editor";
-  config.windows = {{101, 501, {{100, 100}, {800, 600}}, "Doc", 0, false, {}},
-                    {201, 502, {{700, 200}, {600, 500}}, "Notes", 0, false, {}}};
+  vsession::SessionConfig config = testing_support::twoWindowConfig();
   config.windows[0].ui = {vsession::uiScrollArea({{100, 140}, {800, 560}}, {800, 5000}, 0, {})};
-  config.frontPid = 501;
   return config;
 }
 

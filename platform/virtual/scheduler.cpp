@@ -114,17 +114,20 @@ void Scheduler::run(Task& task) {
   }
 }
 
-void Scheduler::runUntil(double until) {
+bool Scheduler::popDue(double until, Task* task) {
   while (!stopped_ && !queue_.empty() && queue_.front().due <= until) {
     std::pop_heap(queue_.begin(), queue_.end(), Later{});
-    Task task = std::move(queue_.back());
+    *task = std::move(queue_.back());
     queue_.pop_back();
-    if (dropped(task)) {
-      cancelled_.erase(task.seq);
-      continue;
-    }
-    run(task);
+    if (!dropped(*task)) return true;
+    cancelled_.erase(task->seq);
   }
+  return false;
+}
+
+void Scheduler::runUntil(double until) {
+  Task task;
+  while (popDue(until, &task)) run(task);
   if (!stopped_ && until > now_) now_ = until;
 }
 
@@ -133,14 +136,8 @@ void Scheduler::runAside(double seconds, bool holdSelf, bool holdInput) {
   LaneId held = current_;
   double until = now_ + seconds;
   std::vector<Task> waiting;
-  while (!stopped_ && !queue_.empty() && queue_.front().due <= until) {
-    std::pop_heap(queue_.begin(), queue_.end(), Later{});
-    Task task = std::move(queue_.back());
-    queue_.pop_back();
-    if (dropped(task)) {
-      cancelled_.erase(task.seq);
-      continue;
-    }
+  Task task;
+  while (popDue(until, &task)) {
     if ((holdSelf && task.lane == held) || (holdInput && task.lane == kSystemLane)) {
       waiting.push_back(std::move(task));
       continue;
@@ -148,7 +145,7 @@ void Scheduler::runAside(double seconds, bool holdSelf, bool holdInput) {
     run(task);
   }
   // What waited runs once the thread is free, in the order it would have.
-  for (Task& task : waiting) push(std::move(task));
+  for (Task& held_task : waiting) push(std::move(held_task));
   current_ = held;
   if (until > now_) now_ = until;
 }

@@ -99,10 +99,10 @@ class Scheduler {
 
  private:
   struct Task {
-    double due;
-    uint64_t seq;
-    LaneId lane;
-    const char* what;
+    double due = 0;
+    uint64_t seq = 0;
+    LaneId lane = 0;
+    const char* what = nullptr;
     port::Block work;
     const uint64_t* generation = nullptr;
     uint64_t expected = 0;
@@ -116,6 +116,8 @@ class Scheduler {
   static constexpr size_t kFirstCompaction = 4096;
 
   void run(Task& task);
+  // The next task due by `until` that is not dropped, taken from the queue; false when none.
+  bool popDue(double until, Task* task);
   void runAside(double seconds, bool holdSelf, bool holdInput);
   // `due`, or now for a time already past (counted).
   double notPast(double due);

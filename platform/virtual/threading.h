@@ -152,7 +152,6 @@ class Threading final : public port::Clock,
   std::deque<port::RunLoopSource> sources_;
   std::deque<port::DispatchQueue> queues_;
   std::deque<port::Lock> locks_;
-  std::vector<port::RunLoop::Performed> draining_;
   // Default-mode timers due while their loop was modal, with the generation they had.
   std::vector<std::pair<port::RunLoopTimer*, uint64_t>> waitingTimers_;
   std::function<void(LaneId)> modalEnded_;

@@ -169,12 +169,9 @@ TEST_F(AccessibilityContract, ACallToAHungApplicationTakesTheMessagingTimeoutThe
   Notices& notices = contract::outliving<Notices>();
   QuartzEvents& q = *ports().quartz;
   CFMachPortRef tap =
-      q.tapCreate(kCGSessionEventTap, kCGHeadInsertEventTap, kCGEventTapOptionDefault,
-                  CGEventMaskBit(kCGEventScrollWheel), Notices::tap, &notices);
+      contract::tapOnMain(ports(), kCGEventTapOptionDefault, CGEventMaskBit(kCGEventScrollWheel),
+                          Notices::tap, &notices);
   ASSERT_NE(tap, nullptr);
-  ports().runLoops->addSource(ports().runLoops->getMain(), q.machPortCreateRunLoopSource(tap, 0),
-                              RunLoopMode::kCommon);
-  q.tapEnable(tap, true);
   ASSERT_EQ(ax().setMessagingTimeout(systemWide, 3.0f), kAXErrorSuccess);
   contract::applicationStopsAnswering(window->ownerPid, 10);
   EXPECT_EQ(ax().copyElementAtPosition(systemWide, x, y, &element), kAXErrorCannotComplete);

@@ -70,6 +70,20 @@ T& outliving() {
   return *kept->emplace_back(std::make_unique<T>());
 }
 
+// An event tap at the session level, its source on the main run loop in `mode`, enabled;
+// null when the system makes none.
+inline port::CFMachPortRef tapOnMain(port::Platform& p, port::CGEventTapOptions options,
+                                     port::CGEventMask mask, port::CGEventTapCallBack callback,
+                                     void* info,
+                                     port::RunLoopMode mode = port::RunLoopMode::kCommon) {
+  port::CFMachPortRef tap = p.quartz->tapCreate(
+      port::kCGSessionEventTap, port::kCGHeadInsertEventTap, options, mask, callback, info);
+  if (!tap) return nullptr;
+  p.runLoops->addSource(p.runLoops->getMain(), p.quartz->machPortCreateRunLoopSource(tap, 0), mode);
+  p.quartz->tapEnable(tap, true);
+  return tap;
+}
+
 // The fixture of every contract: the ports of a fresh begin().
 class PortContract : public ::testing::Test {
  protected:

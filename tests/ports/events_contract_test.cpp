@@ -199,14 +199,9 @@ TEST_F(EventTapContract, APostedScrollEventReachesASessionTapWithItsDeltasAndMar
   QuartzEvents& q = *ports().quartz;
   Seen& seen = contract::outliving<Seen>();
   seen.q = &q;
-  CFMachPortRef tap =
-      q.tapCreate(kCGSessionEventTap, kCGHeadInsertEventTap, kCGEventTapOptionDefault,
-                  CGEventMaskBit(kCGEventScrollWheel), Seen::tap, &seen);
+  CFMachPortRef tap = contract::tapOnMain(ports(), kCGEventTapOptionDefault,
+                                          CGEventMaskBit(kCGEventScrollWheel), Seen::tap, &seen);
   if (!tap) GTEST_SKIP() << "the system made no event tap: " << contract::kNeedsAccessibility;
-  CFRunLoopSourceRef source = q.machPortCreateRunLoopSource(tap, 0);
-  ASSERT_NE(source, nullptr);
-  ports().runLoops->addSource(ports().runLoops->getMain(), source, RunLoopMode::kCommon);
-  q.tapEnable(tap, true);
   EXPECT_TRUE(q.tapIsEnabled(tap));
 
   CGEventSourceRef ours = q.sourceCreate(kCGEventSourceStatePrivate);
@@ -238,13 +233,9 @@ TEST_F(EventTapContract, AWithdrawnPermissionSilencesActiveTapsWithoutNotice) {
   QuartzEvents& q = *ports().quartz;
   Seen& seen = contract::outliving<Seen>();
   seen.q = &q;
-  CFMachPortRef tap =
-      q.tapCreate(kCGSessionEventTap, kCGHeadInsertEventTap, kCGEventTapOptionDefault,
-                  CGEventMaskBit(kCGEventScrollWheel), Seen::tap, &seen);
+  CFMachPortRef tap = contract::tapOnMain(ports(), kCGEventTapOptionDefault,
+                                          CGEventMaskBit(kCGEventScrollWheel), Seen::tap, &seen);
   ASSERT_NE(tap, nullptr);
-  ports().runLoops->addSource(ports().runLoops->getMain(), q.machPortCreateRunLoopSource(tap, 0),
-                              RunLoopMode::kCommon);
-  q.tapEnable(tap, true);
   CGEventSourceRef ours = q.sourceCreate(kCGEventSourceStatePrivate);
   q.sourceSetUserData(ours, kOurMark);
   auto post = [&] {

@@ -57,15 +57,8 @@ class HardwareInputContract : public contract::PortContract {
     observed_ = &contract::outliving<Observed>();
     observed_->q = ports().quartz;
     observed_->cocoa = ports().cocoa;
-    CFMachPortRef tap =
-        ports().quartz->tapCreate(kCGSessionEventTap, kCGTailAppendEventTap,
-                                  kCGEventTapOptionListenOnly, mask, Observed::tap, observed_);
-    if (!tap) return false;
-    ports().runLoops->addSource(ports().runLoops->getMain(),
-                                ports().quartz->machPortCreateRunLoopSource(tap, 0),
-                                RunLoopMode::kCommon);
-    ports().quartz->tapEnable(tap, true);
-    return true;
+    return contract::tapOnMain(ports(), kCGEventTapOptionListenOnly, mask, Observed::tap,
+                               observed_) != nullptr;
   }
   std::vector<Observed::Event>& seen() { return observed_->events; }
 

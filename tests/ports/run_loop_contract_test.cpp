@@ -223,12 +223,8 @@ TEST_F(RunLoopContract, AnAlertHoldsTheDefaultModeButNotTheCommonModes) {
   });
   QuartzEvents& q = *ports().quartz;
   CFMachPortRef tap =
-      q.tapCreate(kCGSessionEventTap, kCGHeadInsertEventTap, kCGEventTapOptionDefault,
-                  CGEventMaskBit(kCGEventScrollWheel), Seen::tap, &seen);
-  if (tap) {
-    loops().addSource(main, q.machPortCreateRunLoopSource(tap, 0), RunLoopMode::kDefault);
-    q.tapEnable(tap, true);
-  }
+      contract::tapOnMain(ports(), kCGEventTapOptionDefault, CGEventMaskBit(kCGEventScrollWheel),
+                          Seen::tap, &seen, RunLoopMode::kDefault);
   ports().userNotifications->runAlert("Varsel contract test", "An alert held open.", {"OK"});
   double answered = now();
   EXPECT_GT(answered, start + 0.5);
