@@ -117,4 +117,57 @@ TEST(AccessibilityTimeout, TheAgentBoundsEveryCallToAnApplication) {
   }
 }
 
+// A thread that serves a tap and waits for a hung application keeps the input waiting for
+// the tap; once an event has waited the window server's second, the tap is disabled, the
+// input passes it by, and its notice comes when the thread is free. With no input meanwhile,
+// nothing times out.
+TEST(HungApplication, InputWaitsForTheTapsThreadASecondThenPassesItBy) {
+  for (bool input : {true, false}) {
+    vsession::VirtualSession s(testing_support::twoWindowConfig());
+    port::setPlatform(&s.platform());
+    struct Tap {
+      std::vector<double> heard;
+      int notices = 0;
+      Clock* clock;
+      static CGEventRef hear(CGEventTapProxy, CGEventType type, CGEventRef e, void* info) {
+        auto* t = static_cast<Tap*>(info);
+        if (type == kCGEventTapDisabledByTimeout) ++t->notices;
+        if (type == kCGEventScrollWheel) t->heard.push_back(t->clock->absoluteTimeGetCurrent());
+        return e;
+      }
+    } tap{{}, 0, s.platform().clock};
+    QuartzEvents& q = *s.platform().quartz;
+    CFMachPortRef port =
+        q.tapCreate(kCGSessionEventTap, kCGHeadInsertEventTap, kCGEventTapOptionDefault,
+                    CGEventMaskBit(kCGEventScrollWheel), Tap::hear, &tap);
+    s.platform().runLoops->addSource(s.platform().runLoops->getMain(),
+                                     q.machPortCreateRunLoopSource(port, 0), RunLoopMode::kCommon);
+    q.tapEnable(port, true);
+    s.accessibility().hangApplication(501, s.absolute(1), s.absolute(10));
+    Accessibility& ax = *s.platform().accessibility;
+    AXUIElementRef systemWide = ax.createSystemWide();
+    ax.setMessagingTimeout(systemWide, 3);
+    AXError answer = kAXErrorSuccess;
+    s.scheduler().schedule(s.absolute(1), vsession::Scheduler::kMainLane, "call", [&] {
+      AXUIElementRef e = nullptr;
+      answer = ax.copyElementAtPosition(systemWide, 400, 400, &e);
+    });
+    if (input) s.at(1.3, [&s] { s.input().wheel(0, -1, std::nullopt); });
+    s.runUntil(5);
+    EXPECT_EQ(answer, kAXErrorCannotComplete);
+    EXPECT_EQ(q.tapIsEnabled(port), !input) << input;
+    EXPECT_EQ(tap.notices, input ? 1 : 0);
+    EXPECT_TRUE(tap.heard.empty()) << "the held thread's tap heard the event";
+    std::vector<vsession::TraceLine> delivered =
+        vsession::linesOfKind(s.trace().lines(), "deliver");
+    if (input) {
+      ASSERT_EQ(delivered.size(), 1u);
+      EXPECT_NEAR(delivered[0]["t"].get<double>(), 2.3, 1e-6)
+          << "the input did not wait its second";
+    }
+    ax.release(systemWide);
+    port::setPlatform(nullptr);
+  }
+}
+
 }  // namespace

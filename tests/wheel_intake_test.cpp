@@ -91,7 +91,7 @@ TEST_F(IntakeTest, WithCoastingOffAnUnshapedTickPassesUntouchedAndAShapedOneIsRe
   agent.runUntil(now());
   auto d = wheelsDelivered(false);
   ASSERT_EQ(d.size(), 2u);
-  for (auto [i, lines, pixels, cocoa] : {std::tuple{0, -2, -23.5, -2.35}, {1, 2, 23.0, 2.35}}) {
+  for (auto [i, lines, pixels, cocoa] : {std::tuple{0, -1, -23.5, -2.35}, {1, 1, 23.0, 2.35}}) {
     EXPECT_EQ(d[i]["d1"], lines) << i;
     EXPECT_EQ(d[i]["px1"], pixels) << i;
     EXPECT_NEAR(d[i]["fp1"].get<double>(), cocoa, 1e-6) << i;

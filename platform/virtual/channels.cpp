@@ -94,7 +94,7 @@ bool VirtualMessagePorts::sendRequest(CFMessagePortRef port, int32_t msgid,
   auto target = local_.find(port->name);
   if (target == local_.end() || !target->second->callback) return false;
   MessagePort* local = target->second;
-  if (!local->source.loop) return false;  // nobody serves it: the wait times out
+  if (!local->source.served()) return false;  // nobody serves it now: the wait times out
   std::vector<uint8_t> answer;
   auto serve = [&] { local->callback(local, msgid, data, &answer, local->info); };
   LaneId lane = local->source.loop->lane;

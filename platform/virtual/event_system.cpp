@@ -274,11 +274,13 @@ CFRunLoopSourceRef EventSystem::machPortCreateRunLoopSource(CFMachPortRef tap, i
 // server waits for it, the input behind this event waiting too, up to the tap timeout; then
 // the tap is disabled and the event goes on. The notice comes once the loop serves the source.
 bool EventSystem::waitToBeServed(MachPort* tap) {
-  constexpr double kStep = 0.01;
-  for (double waited = 0; waited < kTapTimeout && !tap->source->served(); waited += kStep) {
-    scheduler_.block(kStep, false);
+  double left = tap->source->loop->modalUntil - scheduler_.now();
+  if (left <= kTapTimeout) {
+    // Served as the mode ends, the event having waited meanwhile.
+    scheduler_.block(std::max(left, 0.0), false);
+    return tap->enabled;
   }
-  if (tap->source->served()) return tap->enabled;
+  scheduler_.block(kTapTimeout, false);
   tap->enabled = false;
   unnoticed_.push_back(tap);
   return false;
@@ -306,8 +308,21 @@ bool EventSystem::servesTap(LaneId lane) const {
   });
 }
 
-void EventSystem::threadBlocked(LaneId lane, double seconds) {
-  if (seconds <= kTapTimeout) return;
+void EventSystem::holdThread(double seconds) {
+  LaneId lane = scheduler_.currentLane();
+  double end = scheduler_.now() + seconds;
+  while (scheduler_.now() < end && !scheduler_.stopped()) {
+    if (!servesTap(lane)) {
+      scheduler_.block(end - scheduler_.now(), false);
+      return;
+    }
+    double timesOut = std::max(scheduler_.now(), scheduler_.nextInputDue()) + kTapTimeout;
+    scheduler_.block(std::min(end, timesOut) - scheduler_.now(), true);
+    if (scheduler_.now() >= timesOut) timeOutTapsOf(lane);
+  }
+}
+
+void EventSystem::timeOutTapsOf(LaneId lane) {
   for (MachPort* tap : order_) {
     if (!tap->enabled || !tap->source || !tap->source->loop || tap->source->loop->lane != lane) {
       continue;

@@ -28,13 +28,15 @@ class EventSystem final : public port::QuartzEvents, public port::CocoaEvents {
   void dispatchHardware(port::CGEventRef event);
   // The system disables `tap` and tells its callback why (timeout or user input).
   void disableTap(port::CFMachPortRef tap, port::CGEventType reason);
-  // The thread of `lane` was just blocked for `seconds`: each enabled tap it serves that was
-  // kept waiting past the tap timeout is disabled, its notice delivered once the thread is
-  // free again; the input meant for it waited meanwhile and now passes it by.
-  void threadBlocked(LaneId lane, double seconds);
+  // The current thread waits `seconds` (for an application to answer). The other threads run
+  // meanwhile. If it serves a tap, the input waits for it; once an event has waited the tap
+  // timeout, its taps are disabled (their notice comes when the thread is free) and the
+  // input passes them by.
+  void holdThread(double seconds);
   // The process's accessibility permission, which active taps need. Apple documents that a
   // tap cannot be made without it; what happens to live taps when the user withdraws it is
-  // not documented, and the model follows what developers widely report on current systems:
+  // not documented, and the model follows what developers report in Apple's developer forums
+  // and on Stack Overflow for current systems:
   // the window server stops sending events to the process's active taps (events pass them by
   // untouched), while the taps still answer that they are enabled and get no notice; the
   // events come to them again once the permission returns. Listen-only taps, which need
@@ -150,6 +152,8 @@ class EventSystem final : public port::QuartzEvents, public port::CocoaEvents {
   void stampSource(port::CGEventRef e, port::CGEventSourceRef source);
   // Passes `event` (one reference owned) through the taps from `entry` on, then delivers it.
   void throughTaps(port::CGEventRef event, port::CGEventTapLocation entry);
+  // Disables the enabled taps `lane` serves; each gets the timeout notice once it is free.
+  void timeOutTapsOf(LaneId lane);
   // Whether `tap`, its source not served now, is served within the tap timeout.
   bool waitToBeServed(port::MachPort* tap);
   void deliver(port::CGEventRef event);

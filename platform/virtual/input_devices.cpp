@@ -17,8 +17,8 @@ constexpr double kPixelsPerLine = 10;
 // each); otherwise the rate of notches (an event's notches over the time since the last) is
 // smoothed, a fifth of the way to the new rate each event, and the multiplier is 1 + 0.89 r^2 at
 // the default scaling, so a run of notches 100 ms apart climbs 0.1,
-// 0.43, 1.3, 2.2, 3.2, 4.1, 5.0, 5.8 as the recordings' 0.1, 0.43, 1.5, 1.9, 2.6, 4.4, 5.4, 5.7 do.
-// The multiplier grows with the scaling and is 1 at 0.
+// 0.46, 1.25, 2.2, 3.2, 4.1, 5.0, 5.7 as the recordings' 0.1, 0.43, 1.5, 1.9, 2.6, 4.4, 5.4, 5.7
+// do. The multiplier grows with the scaling and is 1 at 0.
 constexpr double kUnacceleratedGap = 0.25;
 constexpr double kRateSmoothing = 0.2;
 constexpr double kAccelerationAtDefault = 0.89;
@@ -156,7 +156,10 @@ void InputDevices::wheel(double notchesX, double notchesY, std::optional<CGPoint
 
 void InputDevices::recordedWheel(double cocoaX, double cocoaY) {
   wheelAcceleration(1);  // the wheel's own rate goes on being counted
-  CGPoint lines{static_cast<double>(wholeLines(cocoaX)), static_cast<double>(wholeLines(cocoaY))};
+  // Each recorded event stands for one notch: its raw line delta is one, whatever the system
+  // made of it.
+  CGPoint lines{static_cast<double>(wholeLines(cocoaX == 0 ? 0 : std::copysign(1.0, cocoaX))),
+                static_cast<double>(wholeLines(cocoaY == 0 ? 0 : std::copysign(1.0, cocoaY)))};
   CGPoint fixed{cocoaX, cocoaY};
   CGPoint points{cocoaX * kPointsPerNotch / kFixedPointPerNotch,
                  cocoaY * kPointsPerNotch / kFixedPointPerNotch};

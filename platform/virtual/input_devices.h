@@ -43,7 +43,7 @@ class InputDevices {
   // come and the system's wheel scaling. `pixels` gives the point deltas exactly instead.
   // With Shift held the line and fixed-point deltas move to axis 2; the point delta stays.
   void wheel(double notchesX, double notchesY, std::optional<port::CGPoint> pixels);
-  // One event of the notchy wheel whose Cocoa deltas are known already, as a recording
+  // One notch of the notchy wheel whose Cocoa deltas are known already, as a recording
   // gives them (the system's acceleration is in them).
   void recordedWheel(double cocoaX, double cocoaY);
   // The system's "com.apple.scrollwheel.scaling"; the default when absent.

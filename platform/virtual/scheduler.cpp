@@ -1,6 +1,7 @@
 #include "scheduler.h"
 
 #include <algorithm>
+#include <limits>
 #include <utility>
 
 namespace vsession {
@@ -125,6 +126,14 @@ bool Scheduler::popDue(double until, Task* task) {
   return false;
 }
 
+double Scheduler::nextInputDue() const {
+  double earliest = std::numeric_limits<double>::infinity();
+  for (const Task& t : queue_) {
+    if (t.lane == kSystemLane && !dropped(t)) earliest = std::min(earliest, t.due);
+  }
+  return earliest;
+}
+
 void Scheduler::runUntil(double until) {
   Task task;
   while (popDue(until, &task)) run(task);
@@ -133,21 +142,27 @@ void Scheduler::runUntil(double until) {
 
 void Scheduler::runAside(double seconds, bool holdSelf, bool holdInput) {
   if (!(seconds > 0)) return;
-  LaneId held = current_;
+  LaneId self = current_;
   double until = now_ + seconds;
+  if (holdSelf) heldLanes_.push_back(self);
+  if (holdInput) ++inputHeld_;
   std::vector<Task> waiting;
   Task task;
   while (popDue(until, &task)) {
-    if ((holdSelf && task.lane == held) || (holdInput && task.lane == kSystemLane)) {
+    bool held = std::find(heldLanes_.begin(), heldLanes_.end(), task.lane) != heldLanes_.end() ||
+                (inputHeld_ > 0 && task.lane == kSystemLane);
+    if (held) {
       waiting.push_back(std::move(task));
       continue;
     }
     run(task);
   }
+  if (holdSelf) heldLanes_.pop_back();
+  if (holdInput) --inputHeld_;
   // What waited runs once the thread is free, in the order it would have.
-  for (Task& held_task : waiting) push(std::move(held_task));
-  current_ = held;
-  if (until > now_) now_ = until;
+  for (Task& waited : waiting) push(std::move(waited));
+  current_ = self;
+  if (!stopped_ && until > now_) now_ = until;
 }
 
 }  // namespace vsession

@@ -71,6 +71,8 @@ class Scheduler {
   // the input (the system lane's tasks) with `holdInput`, as it does for a thread that serves
   // an event tap.
   void block(double seconds, bool holdInput) { runAside(seconds, true, holdInput); }
+  // When the earliest input task (the system lane's) falls due; infinity when none is queued.
+  double nextInputDue() const;
   // The current task's thread runs a loop of its own for `seconds` (a modal alert's): every
   // thread, this one included, runs what falls due meanwhile.
   void runNested(double seconds) { runAside(seconds, false, false); }
@@ -140,6 +142,10 @@ class Scheduler {
   std::vector<Sleep> sleeps_;
   size_t compactAt_ = kFirstCompaction;
   std::unordered_set<TaskId> cancelled_;
+  // Threads held by the runs aside in progress, innermost last, and how many hold the input:
+  // a run nested in another keeps what the outer one holds waiting too.
+  std::vector<LaneId> heldLanes_;
+  int inputHeld_ = 0;
   std::function<void(LaneId, const char*)> wakeObserver_;
   std::function<void()> afterWake_;
   std::function<void(LaneId)> laneIdle_;

@@ -50,17 +50,13 @@ VirtualSession::VirtualSession(const SessionConfig& config)
   // An alert runs its modal loop on the calling thread until the user answers.
   userNotifications_.setModalRunner([this](double seconds) {
     LaneId lane = scheduler_.currentLane();
-    threading_.enterModal(lane);
+    threading_.enterModal(lane, scheduler_.now() + seconds);
     scheduler_.runNested(seconds);
     threading_.leaveModal(lane);
   });
   threading_.setModalEndObserver([this](LaneId lane) { events_.modalEnded(lane); });
   // A thread waiting for an application holds only itself, and the input if it serves a tap.
-  accessibility_.setWaiter([this](double seconds) {
-    LaneId lane = scheduler_.currentLane();
-    scheduler_.block(seconds, events_.servesTap(lane));
-    events_.threadBlocked(lane, seconds);
-  });
+  accessibility_.setWaiter([this](double seconds) { events_.holdThread(seconds); });
   world_.apps = config.apps;
   world_.windows = config.windows;
   world_.frontPid = config.frontPid;

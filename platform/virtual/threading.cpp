@@ -89,8 +89,9 @@ void Threading::drainBlocks(LaneId lane) {
   }
 }
 
-void Threading::enterModal(LaneId lane) {
-  ++loopFor(lane)->modal;
+void Threading::enterModal(LaneId lane, double until) {
+  RunLoop* loop = loopFor(lane);
+  if (loop->modal++ == 0) loop->modalUntil = until;
 }
 
 void Threading::leaveModal(LaneId lane) {
@@ -99,9 +100,10 @@ void Threading::leaveModal(LaneId lane) {
   std::vector<std::pair<RunLoopTimer*, uint64_t>> due;
   due.swap(waitingTimers_);
   for (auto [timer, generation] : due) {
+    if (timer->generation != generation || !timer->valid) continue;  // moved on meanwhile
     if (timer->loop != loop) {
       waitingTimers_.emplace_back(timer, generation);
-    } else if (timer->valid && timer->generation == generation) {
+    } else {
       scheduleTimer(timer);  // its date is past: the loop's next pass
     }
   }

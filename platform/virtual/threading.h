@@ -22,6 +22,7 @@ struct RunLoop {
   // Running a mode of its own (a modal panel's, or event tracking): only what was added for
   // the common modes is served meanwhile.
   int modal = 0;
+  double modalUntil = 0;  // when the outermost modal mode ends
   struct Performed {
     RunLoopMode mode;
     Block block;
@@ -122,7 +123,7 @@ class Threading final : public port::Clock,
   // The thread of `lane` runs its loop in a mode of its own (an alert's) until the matching
   // leave: timers, blocks and sources added for the default mode wait; those of the common
   // modes go on. Leaving, what waited is served.
-  void enterModal(LaneId lane);
+  void enterModal(LaneId lane, double until);
   void leaveModal(LaneId lane);
   // Told when a loop leaves its modal mode, so that sources that waited are served.
   void setModalEndObserver(std::function<void(LaneId)> observer) {
