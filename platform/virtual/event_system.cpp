@@ -10,6 +10,10 @@ namespace vsession {
 using namespace port;
 
 namespace {
+// Whether `tap` is served on the thread of `lane`.
+bool servedOn(const MachPort* tap, LaneId lane) {
+  return tap->source && tap->source->loop && tap->source->loop->lane == lane;
+}
 constexpr double kPixelsPerLine = 10;
 
 bool isMouseMoveType(CGEventType type) {
@@ -290,22 +294,17 @@ void EventSystem::modalEnded(LaneId lane) {
   std::vector<MachPort*> waiting;
   waiting.swap(unnoticed_);
   for (MachPort* tap : waiting) {
-    if (!tap->source || !tap->source->loop || tap->source->loop->lane != lane) {
+    if (servedOn(tap, lane)) {
+      tellTimedOutLater(tap, lane);
+    } else {
       unnoticed_.push_back(tap);
-      continue;
     }
-    scheduler_.schedule(scheduler_.now(), lane, "tap", [this, tap] {
-      CGEventRef notice = newEvent(kCGEventNull);
-      tap->callback(&tap->proxy, kCGEventTapDisabledByTimeout, notice, tap->userInfo);
-      release(notice);
-    });
   }
 }
 
 bool EventSystem::servesTap(LaneId lane) const {
-  return std::any_of(order_.begin(), order_.end(), [lane](const MachPort* tap) {
-    return tap->enabled && tap->source && tap->source->loop && tap->source->loop->lane == lane;
-  });
+  return std::any_of(order_.begin(), order_.end(),
+                     [lane](const MachPort* tap) { return tap->enabled && servedOn(tap, lane); });
 }
 
 void EventSystem::holdThread(double seconds) {
@@ -324,16 +323,21 @@ void EventSystem::holdThread(double seconds) {
 
 void EventSystem::timeOutTapsOf(LaneId lane) {
   for (MachPort* tap : order_) {
-    if (!tap->enabled || !tap->source || !tap->source->loop || tap->source->loop->lane != lane) {
-      continue;
-    }
+    if (!tap->enabled || !servedOn(tap, lane)) continue;
     tap->enabled = false;
-    scheduler_.schedule(scheduler_.now(), lane, "tap", [this, tap] {
-      CGEventRef notice = newEvent(kCGEventNull);
-      tap->callback(&tap->proxy, kCGEventTapDisabledByTimeout, notice, tap->userInfo);
-      release(notice);
-    });
+    tellTimedOutLater(tap, lane);
   }
+}
+
+void EventSystem::tell(MachPort* tap, CGEventType reason) {
+  CGEventRef notice = newEvent(kCGEventNull);
+  tap->callback(&tap->proxy, reason, notice, tap->userInfo);
+  release(notice);
+}
+
+void EventSystem::tellTimedOutLater(MachPort* tap, LaneId lane) {
+  scheduler_.schedule(scheduler_.now(), lane, "tap",
+                      [this, tap] { tell(tap, kCGEventTapDisabledByTimeout); });
 }
 
 void EventSystem::timeOutTapsInSleep() {
@@ -344,10 +348,7 @@ void EventSystem::disableTap(CFMachPortRef tap, CGEventType reason) {
   if (!tap) return;
   tap->enabled = false;
   if (!tap->source || !tap->source->loop) return;
-  CGEventRef notice = newEvent(kCGEventNull);
-  scheduler_.runOnLane(tap->source->loop->lane, "tap",
-                       [&] { tap->callback(&tap->proxy, reason, notice, tap->userInfo); });
-  release(notice);
+  scheduler_.runOnLane(tap->source->loop->lane, "tap", [&] { tell(tap, reason); });
 }
 
 uint32_t EventSystem::phase(NSEventRef e) {

@@ -154,6 +154,10 @@ class EventSystem final : public port::QuartzEvents, public port::CocoaEvents {
   void throughTaps(port::CGEventRef event, port::CGEventTapLocation entry);
   // Disables the enabled taps `lane` serves; each gets the timeout notice once it is free.
   void timeOutTapsOf(LaneId lane);
+  // Hands `tap`'s callback the notice that it was disabled for `reason`, on this thread now.
+  void tell(port::MachPort* tap, port::CGEventType reason);
+  // The same for a timeout, once the thread of `lane` is free.
+  void tellTimedOutLater(port::MachPort* tap, LaneId lane);
   // Whether `tap`, its source not served now, is served within the tap timeout.
   bool waitToBeServed(port::MachPort* tap);
   void deliver(port::CGEventRef event);
