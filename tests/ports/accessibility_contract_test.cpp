@@ -17,16 +17,7 @@ class AccessibilityContract : public contract::PortContract {
   Accessibility& ax() { return *ports().accessibility; }
 
   // The frontmost ordinary window of another application, from the window list.
-  std::optional<WindowInfo> frontWindow() {
-    int32_t self = ports().application->processIdentifier();
-    for (const WindowInfo& w : ports().windowServer->copyOnScreenWindowList()) {
-      if (w.layer == 0 && w.ownerPid != self && w.alpha > 0 && w.bounds.size.width > 40 &&
-          w.bounds.size.height > 40) {
-        return w;
-      }
-    }
-    return std::nullopt;
-  }
+  std::optional<WindowInfo> frontWindow() { return contract::frontWindow(ports()); }
 };
 
 // The trust test answers without prompting, whatever the answer; the system-wide element is
@@ -50,8 +41,8 @@ TEST_F(AccessibilityContract, TwoCopiesOfTheElementUnderAWindowAreEqualWithEqual
   if (!trusted()) GTEST_SKIP() << contract::kNeedsAccessibility;
   std::optional<WindowInfo> window = frontWindow();
   if (!window) GTEST_SKIP() << "no window of another application on screen to point at";
-  float x = static_cast<float>(window->bounds.origin.x + window->bounds.size.width / 2);
-  float y = static_cast<float>(window->bounds.origin.y + window->bounds.size.height / 2);
+  float x = static_cast<float>(contract::centreOf(window->bounds).x);
+  float y = static_cast<float>(contract::centreOf(window->bounds).y);
 
   AXUIElementRef systemWide = ax().createSystemWide();
   AXUIElementRef first = nullptr, second = nullptr;
@@ -131,8 +122,8 @@ TEST_F(AccessibilityContract, ACallToAHungApplicationTakesTheMessagingTimeoutThe
   if (!trusted()) GTEST_SKIP() << contract::kNeedsAccessibility;
   std::optional<WindowInfo> window = frontWindow();
   if (!window) GTEST_SKIP() << "no window of another application on screen to point at";
-  float x = static_cast<float>(window->bounds.origin.x + window->bounds.size.width / 2);
-  float y = static_cast<float>(window->bounds.origin.y + window->bounds.size.height / 2);
+  float x = static_cast<float>(contract::centreOf(window->bounds).x);
+  float y = static_cast<float>(contract::centreOf(window->bounds).y);
   Clock& clock = *ports().clock;
   AXUIElementRef systemWide = ax().createSystemWide();
   ASSERT_EQ(ax().setMessagingTimeout(systemWide, 0.25f), kAXErrorSuccess);

@@ -84,6 +84,22 @@ inline port::CFMachPortRef tapOnMain(port::Platform& p, port::CGEventTapOptions 
   return tap;
 }
 
+// The frontmost ordinary window of another application, from the window list; nothing when
+// none is on screen.
+inline std::optional<port::WindowInfo> frontWindow(port::Platform& p) {
+  int32_t self = p.application->processIdentifier();
+  for (const port::WindowInfo& w : p.windowServer->copyOnScreenWindowList()) {
+    if (w.layer == 0 && w.ownerPid != self && w.alpha > 0 && w.bounds.size.width > 40 &&
+        w.bounds.size.height > 40) {
+      return w;
+    }
+  }
+  return std::nullopt;
+}
+inline port::CGPoint centreOf(const port::CGRect& r) {
+  return {r.origin.x + r.size.width / 2, r.origin.y + r.size.height / 2};
+}
+
 // The fixture of every contract: the ports of a fresh begin().
 class PortContract : public ::testing::Test {
  protected:

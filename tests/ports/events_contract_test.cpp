@@ -169,8 +169,6 @@ TEST_F(QuartzEventContract, MouseAndKeyEventsCarryTheirTypeButtonKeyAndPlace) {
   }
 }
 
-class EventTapContract : public contract::PortContract {};
-
 // What the agent's session tap saw of events carrying its mark; it swallows them, so that
 // nothing under the cursor scrolls.
 struct Seen {
@@ -194,24 +192,40 @@ struct Seen {
   }
 };
 
-TEST_F(EventTapContract, APostedScrollEventReachesASessionTapWithItsDeltasAndMark) {
-  if (!trusted()) GTEST_SKIP() << contract::kNeedsAccessibility;
-  QuartzEvents& q = *ports().quartz;
-  Seen& seen = contract::outliving<Seen>();
-  seen.q = &q;
-  CFMachPortRef tap = contract::tapOnMain(ports(), kCGEventTapOptionDefault,
-                                          CGEventMaskBit(kCGEventScrollWheel), Seen::tap, &seen);
-  if (!tap) GTEST_SKIP() << "the system made no event tap: " << contract::kNeedsAccessibility;
-  EXPECT_TRUE(q.tapIsEnabled(tap));
-
-  CGEventSourceRef ours = q.sourceCreate(kCGEventSourceStatePrivate);
-  q.sourceSetUserData(ours, kOurMark);
-  auto post = [&](int32_t lines) {
+class EventTapContract : public contract::PortContract {
+ protected:
+  // A tap of the agent's kind on the main thread, keeping what it sees in seen(); null when
+  // the system makes none.
+  CFMachPortRef markedTap() {
+    seen_ = &contract::outliving<Seen>();
+    seen_->q = ports().quartz;
+    return contract::tapOnMain(ports(), kCGEventTapOptionDefault,
+                               CGEventMaskBit(kCGEventScrollWheel), Seen::tap, seen_);
+  }
+  Seen& seen() { return *seen_; }
+  // Posts a scroll event of `lines` from a source that carries the agent's mark.
+  void postMarked(int32_t lines) {
+    QuartzEvents& q = *ports().quartz;
+    CGEventSourceRef ours = q.sourceCreate(kCGEventSourceStatePrivate);
+    q.sourceSetUserData(ours, kOurMark);
     CGEventRef e = q.createScrollWheelEvent2(ours, kCGScrollEventUnitLine, 1, lines, 0, 0);
     q.post(kCGSessionEventTap, e);
     q.release(e);
-  };
-  post(-1);
+    q.sourceRelease(ours);
+  }
+
+ private:
+  Seen* seen_ = nullptr;
+};
+
+TEST_F(EventTapContract, APostedScrollEventReachesASessionTapWithItsDeltasAndMark) {
+  if (!trusted()) GTEST_SKIP() << contract::kNeedsAccessibility;
+  QuartzEvents& q = *ports().quartz;
+  CFMachPortRef tap = markedTap();
+  if (!tap) GTEST_SKIP() << "the system made no event tap: " << contract::kNeedsAccessibility;
+  EXPECT_TRUE(q.tapIsEnabled(tap));
+  Seen& seen = this->seen();
+  postMarked(-1);
   ASSERT_TRUE(runUntil([&] { return seen.count.load() == 1; }, 2)) << "the posted event never came";
   EXPECT_EQ(seen.type.load(), kCGEventScrollWheel);
   EXPECT_EQ(seen.userData.load(), kOurMark);
@@ -220,44 +234,32 @@ TEST_F(EventTapContract, APostedScrollEventReachesASessionTapWithItsDeltasAndMar
   // A disabled tap sees nothing; this one passes, so it moves nothing.
   q.tapEnable(tap, false);
   EXPECT_FALSE(q.tapIsEnabled(tap));
-  post(0);
+  postMarked(0);
   runFor(0.3);
   EXPECT_EQ(seen.count.load(), 1);
-  q.sourceRelease(ours);
 }
 
 // When the user withdraws the permission, the process's active taps hear nothing more, with no
 // notice and still answering that they are enabled, and its accessibility calls are refused.
 TEST_F(EventTapContract, AWithdrawnPermissionSilencesActiveTapsWithoutNotice) {
   if (!trusted()) GTEST_SKIP() << contract::kNeedsAccessibility;
-  QuartzEvents& q = *ports().quartz;
-  Seen& seen = contract::outliving<Seen>();
-  seen.q = &q;
-  CFMachPortRef tap = contract::tapOnMain(ports(), kCGEventTapOptionDefault,
-                                          CGEventMaskBit(kCGEventScrollWheel), Seen::tap, &seen);
+  CFMachPortRef tap = markedTap();
   ASSERT_NE(tap, nullptr);
-  CGEventSourceRef ours = q.sourceCreate(kCGEventSourceStatePrivate);
-  q.sourceSetUserData(ours, kOurMark);
-  auto post = [&] {
-    CGEventRef e = q.createScrollWheelEvent2(ours, kCGScrollEventUnitLine, 1, 0, 0, 0);
-    q.post(kCGSessionEventTap, e);
-    q.release(e);
-  };
-  post();
+  Seen& seen = this->seen();
+  postMarked(0);
   ASSERT_TRUE(runUntil([&] { return seen.count.load() == 1; }, 2));
 
   if (!contract::revokeAccessibility()) GTEST_SKIP() << contract::kNeedsARevocation;
   EXPECT_FALSE(ports().accessibility->isProcessTrustedWithOptions(false));
-  post();
+  postMarked(0);
   runFor(0.3);
   EXPECT_EQ(seen.count.load(), 1) << "an active tap heard an event after the permission went";
-  EXPECT_TRUE(q.tapIsEnabled(tap));
+  EXPECT_TRUE(ports().quartz->tapIsEnabled(tap));
   AXUIElementRef systemWide = ports().accessibility->createSystemWide();
   AXUIElementRef element = nullptr;
   EXPECT_EQ(ports().accessibility->copyElementAtPosition(systemWide, 10, 10, &element),
             kAXErrorAPIDisabled);
   ports().accessibility->release(systemWide);
-  q.sourceRelease(ours);
 }
 
 }  // namespace

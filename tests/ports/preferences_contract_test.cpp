@@ -1,10 +1,9 @@
-// Preferences, keyed archives, property lists, files and system facts: the agent's settings
+// Preferences, keyed archives, property lists and files: the agent's settings
 // live in its preferences domain, each application's as a keyed archive inside it; the
 // zone offsets live in a file of their own. A value must read back as it was written, a
 // removed key must be gone, and any malformed file from outside must read as nothing.
 #include <nlohmann/json.hpp>
 
-#include <cmath>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -205,18 +204,6 @@ TEST_F(FilesContract, FoldersAndFilesAreMadeReadListedAndRemoved) {
   EXPECT_TRUE(files.removeItem(base));
   EXPECT_FALSE(files.fileExists(base));
   EXPECT_FALSE(files.removeItem(base));
-}
-
-class SystemFactsContract : public contract::PortContract {};
-
-TEST_F(SystemFactsContract, TheSystemVersionAndWheelScalingAreSensible) {
-  SystemVersion version = ports().systemFacts->systemVersion();
-  EXPECT_GE(version.major, 10);
-  EXPECT_GE(version.minor, 0);
-  std::optional<double> scaling = ports().systemFacts->scrollWheelScaling();
-  if (scaling) {
-    EXPECT_TRUE(std::isfinite(*scaling));
-  }
 }
 
 }  // namespace

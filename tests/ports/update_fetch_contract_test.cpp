@@ -1,6 +1,5 @@
 // The update check's fetch: the version list comes whole from the server; any failure (no
-// such file, nobody listening) is nothing rather than an error page taken for a list. The
-// notification that tells of an update is known by its id until it is removed.
+// such file, nobody listening) is nothing rather than an error page taken for a list.
 #include "contract.h"
 
 namespace {
@@ -19,20 +18,6 @@ TEST_F(UpdateFetchContract, TheVersionListIsFetchedWholeAndAFailureIsNothing) {
   EXPECT_EQ(std::string(got->begin(), got->end()), body);
   EXPECT_FALSE(fetch.dataWithContentsOfURL(*base + "versions/missing.plist", 5)) << "a 404 page";
   EXPECT_FALSE(fetch.dataWithContentsOfURL("http://127.0.0.1:1/versions/vx.plist", 5));
-}
-
-class UserNotificationContract : public contract::PortContract {};
-
-TEST_F(UserNotificationContract, EachNotificationHasAnIdOfItsOwnUntilRemoved) {
-  port::UserNotifications& centre = *ports().userNotifications;
-  int64_t first = centre.deliverNotification("Varsel contract test", "first", {{"v", "4.3"}});
-  int64_t second = centre.deliverNotification("Varsel contract test", "second", {{"v", "4.4"}});
-  EXPECT_NE(first, 0);
-  EXPECT_NE(second, 0);
-  EXPECT_NE(first, second);
-  centre.removeDeliveredNotification(first);
-  centre.removeDeliveredNotification(second);
-  centre.removeDeliveredNotification(first);  // already gone
 }
 
 }  // namespace

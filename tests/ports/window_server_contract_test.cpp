@@ -40,18 +40,11 @@ TEST_F(WindowServerContract, AWarpMovesTheCursorWhereCocoaAndNewEventsSeeIt) {
 // The list runs front to back; the window at a point inside the frontmost ordinary window,
 // where nothing is above it, is that window.
 TEST_F(WindowServerContract, TheWindowAtAPointIsTheFrontmostThere) {
-  std::vector<WindowInfo> list = ws().copyOnScreenWindowList();
-  const WindowInfo* front = nullptr;
-  for (const WindowInfo& w : list) {
-    EXPECT_GT(w.number, 0);
-    if (!front && w.layer == 0 && w.alpha > 0 && w.bounds.size.width > 40 &&
-        w.bounds.size.height > 40) {
-      front = &w;
-    }
-  }
+  for (const WindowInfo& w : ws().copyOnScreenWindowList()) EXPECT_GT(w.number, 0);
+  std::optional<WindowInfo> front = contract::frontWindow(ports());
   if (!front) GTEST_SKIP() << "no ordinary window on screen";
-  CGPoint centre{front->bounds.origin.x + front->bounds.size.width / 2,
-                 mainHeight() - (front->bounds.origin.y + front->bounds.size.height / 2)};
+  CGPoint quartz = contract::centreOf(front->bounds);
+  CGPoint centre{quartz.x, mainHeight() - quartz.y};
   EXPECT_EQ(ws().windowNumberAtPoint(centre, 0), front->number);
   // Below that window, the point finds some other window or none.
   EXPECT_NE(ws().windowNumberAtPoint(centre, front->number), front->number);
