@@ -112,6 +112,19 @@ TEST(PlistTest, MalformedAndCrashInputsAreRefusedOrReadNeverCrash) {
   EXPECT_GT(files, 40);
 }
 
+// A date that libplist's 32-bit seconds cannot hold (a hostile domain may carry one) is
+// written at the nearer end of their range, and no date at all as 2001, never as undefined
+// behaviour.
+TEST(PlistTest, ADateBeyondWhatTheWriterHoldsIsWrittenAtItsEnd) {
+  for (auto [date, written] : {std::pair{1e300, 2147483647.0},
+                               {-1e12, -2147483648.0},
+                               {std::numeric_limits<double>::quiet_NaN(), 0.0}}) {
+    vsession::PlistRead read = vsession::readPlist(vsession::writeBinaryPlist(PlistDate{date}));
+    ASSERT_TRUE(read.value) << read.error;
+    EXPECT_EQ(std::get<PlistDate>(read.value->value).seconds, written) << date;
+  }
+}
+
 // Another program may write a key with a NUL in it; the key reads up to the NUL rather
 // than bringing the reader down.
 TEST(PlistTest, AKeyWithAnEmbeddedNulReadsUpToIt) {

@@ -2,7 +2,9 @@
 
 #include <plist/plist.h>
 #include <pthread.h>
+#include <algorithm>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <limits>
@@ -129,9 +131,15 @@ plist_t toNode(const PlistValue& value) {
         } else if constexpr (std::is_same_v<T, PlistData>) {
           return plist_new_data(reinterpret_cast<const char*>(v.data()), v.size());
         } else if constexpr (std::is_same_v<T, PlistDate>) {
-          double whole = std::floor(v.seconds);
+          // libplist takes a date as whole seconds in 32 bits and microseconds: one beyond
+          // them (about 68 years either side of 2001) is written at the nearer end, and one
+          // that is no number at all as 2001 itself.
+          constexpr double kFirst = std::numeric_limits<int32_t>::min();
+          constexpr double kLast = std::numeric_limits<int32_t>::max();
+          double seconds = std::isfinite(v.seconds) ? std::clamp(v.seconds, kFirst, kLast) : 0;
+          double whole = std::floor(seconds);
           return plist_new_date(static_cast<int32_t>(whole),
-                                static_cast<int32_t>((v.seconds - whole) * 1e6));
+                                static_cast<int32_t>((seconds - whole) * 1e6));
         } else if constexpr (std::is_same_v<T, PlistUid>) {
           return plist_new_uid(v.index);
         } else if constexpr (std::is_same_v<T, std::shared_ptr<PlistArray>>) {
